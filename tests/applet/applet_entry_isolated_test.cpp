@@ -1,0 +1,128 @@
+// Start-up failure paths of Std_entry. This program does not link the SDK: each test run chooses
+// through LD_LIBRARY_PATH which SDK build (if any) the applet finds, and whether the SDK library is
+// still loaded afterwards tells whether the applet object was destroyed (it holds the library).
+#include <dlfcn.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+
+#include "applet_library.h"
+#include "fg_constants.h"
+#include "qorviolibrt.h"
+
+// The design-load failure leaves the applet object allocated on purpose, and an SDK without a
+// free function cannot release the handle it made.
+extern "C" const char* __lsan_default_suppressions() { return "leak:Std_entry\nleak:Fg_InitHandle\n"; }
+
+namespace {
+
+namespace fs = std::filesystem;
+
+const AppletLibrary& A() { return AppletLibrary::get(); }
+
+bool sdkLoaded() {
+    void* h = dlopen("libfglib5.so", RTLD_NOW | RTLD_NOLOAD);
+    if (h != nullptr) dlclose(h);
+    return h != nullptr;
+}
+
+// Runs the test body in a fresh empty folder and returns to the old one afterwards.
+class InEmptyFolder : public ::testing::Test {
+protected:
+    void SetUp() override {
+        old = fs::current_path();
+        folder = fs::temp_directory_path() / ("pellucid-entry-" + std::to_string(getpid()));
+        fs::create_directories(folder);
+        fs::current_path(folder);
+    }
+    void TearDown() override {
+        fs::current_path(old);
+        fs::remove_all(folder);
+        unsetenv("__QORV_FORCE_EXTERNAL_HAP");
+    }
+    fs::path old, folder;
+};
+
+// --- run with no SDK on the search path ---
+TEST(NoSdk, EntryFailsWithSdkNotLoaded) {
+    int error = 0;
+    EXPECT_EQ(A().Std_entry(QorvBoardOpen(0), &error, 0), nullptr);
+    EXPECT_EQ(error, FG_SDK_NOT_LOADED);
+}
+
+// --- run with the full SDK on the search path ---
+TEST_F(InEmptyFolder, ExternalDesignMissingFailsAndLeavesTheObjectAllocated) {
+    setenv("__QORV_FORCE_EXTERNAL_HAP", "", 1);  // presence is enough, the value is not read
+    int error = 0;
+    EXPECT_EQ(A().Std_entry(QorvBoardOpen(0), &error, 0), nullptr);
+    EXPECT_EQ(error, FG_DESIGN_LOAD_FAILED);
+    EXPECT_TRUE(sdkLoaded()) << "the object that opened the SDK was kept";
+}
+
+TEST_F(InEmptyFolder, ExternalDesignIsLoadedFromTheCurrentFolder) {
+    fs::copy_file(PELLUCID_DESIGN_PATH, folder / "Pellucid.hap");
+    setenv("__QORV_FORCE_EXTERNAL_HAP", "0", 1);
+    int error = 1;
+    Fg_Struct fg{};
+    fg.Master = A().Std_entry(QorvBoardOpen(0), &error, 0);
+    ASSERT_NE(fg.Master, nullptr);
+    EXPECT_EQ(error, 0);
+    EXPECT_EQ(A().Fg_getEventMask(&fg, "FG_TRIGGER_OUTPUT_CAM0"), 1UL << 21);
+    EXPECT_EQ(A().Fg_FreeGrabber(&fg), 0);
+}
+
+TEST(FullSdk, FailedSdkInitReportsTheSdksErrorAndDestroysTheObject) {
+    const bool loadedBefore = sdkLoaded();
+    int error = 0;
+    EXPECT_EQ(A().Std_entry(nullptr, &error, 0), nullptr);  // no board: the SDK's init refuses
+    EXPECT_EQ(error, FG_INVALID_BOARD);
+    if (!loadedBefore) {
+        EXPECT_FALSE(sdkLoaded()) << "the object and its SDK binding were released";
+    }
+}
+
+TEST(FullSdk, FreeGrabberReleasesTheSdk) {
+    const bool loadedBefore = sdkLoaded();
+    Fg_Struct fg{};
+    int error = 1;
+    fg.Master = A().Std_entry(QorvBoardOpen(0), &error, 0);
+    ASSERT_NE(fg.Master, nullptr);
+    EXPECT_TRUE(sdkLoaded());
+    EXPECT_EQ(A().Fg_FreeGrabber(&fg), 0);
+    EXPECT_EQ(fg.Master, nullptr);
+    if (!loadedBefore) {
+        EXPECT_FALSE(sdkLoaded());
+    }
+}
+
+// --- run with an SDK that has no error function ---
+TEST(SdkWithoutErrorFunction, FailedInitReportsDesignLoadFailure) {
+    int error = 0;
+    EXPECT_EQ(A().Std_entry(nullptr, &error, 0), nullptr);
+    EXPECT_EQ(error, FG_DESIGN_LOAD_FAILED);
+}
+
+// --- run with an SDK that has neither init function ---
+TEST(SdkWithoutInit, EntryFailsWithSdkNotLoaded) {
+    int error = 0;
+    EXPECT_EQ(A().Std_entry(QorvBoardOpen(0), &error, 0), nullptr);
+    EXPECT_EQ(error, FG_SDK_NOT_LOADED);
+}
+
+// --- run with an SDK that lacks the status and free functions ---
+TEST(SdkWithoutSomeFunctions, UnboundForwardsAnswerNotAvailable) {
+    Fg_Struct fg{};
+    int error = 1;
+    fg.Master = A().Std_entry(QorvBoardOpen(0), &error, 0);
+    ASSERT_NE(fg.Master, nullptr);
+    EXPECT_EQ(A().Fg_getStatusEx(&fg, 0, 0, 0, nullptr), FG_NOT_AVAILABLE);
+    EXPECT_EQ(A().Fg_getLastErrorNumber(&fg), FG_NOT_AVAILABLE);
+    // With no SDK free function there is nothing to call: the result is 0 and the object goes.
+    EXPECT_EQ(A().Fg_FreeGrabber(&fg), 0);
+    EXPECT_EQ(fg.Master, nullptr);
+}
+
+}  // namespace

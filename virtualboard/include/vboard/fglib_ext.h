@@ -1,0 +1,17 @@
+/* Values of the virtual board's SDK (libfglib5.so) that the platform interface leaves to the
+ * implementation. */
+#ifndef VBOARD_FGLIB_EXT_H
+#define VBOARD_FGLIB_EXT_H
+
+/* A plain handle answers a design parameter's id as this base plus the parameter's position
+ * (0-based) in the design file; clear of every SDK id and of the applet's own id ranges. */
+#define VBOARD_DESIGN_PARAMETER_ID_BASE 0x10000000
+
+/* Queries of Fg_getStatusEx (the data argument is not used). An unknown query gives
+ * FG_INVALID_PARAMETER. */
+#define VBOARD_STATUS_ACQUIRING 1       /* 1 while the DMA channel acquires, else 0 */
+#define VBOARD_STATUS_LAST_PICTURE 2    /* number of the last complete picture, 0 before the first */
+#define VBOARD_STATUS_PICTURES_WANTED 3 /* picture count of the current or last acquisition (-1 endless) */
+#define VBOARD_STATUS_BUFFER_COUNT 4    /* buffers of the memory of the acquisition, 0 without */
+
+#endif

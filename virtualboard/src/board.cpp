@@ -1,0 +1,584 @@
+#include "board.h"
+
+#include <algorithm>
+#include <bit>
+#include <chrono>
+#include <cmath>
+#include <ctime>
+#include <stdexcept>
+
+namespace vboard {
+
+using control::JournalEntry;
+using control::Kind;
+using control::Operation;
+
+namespace {
+
+int64_t monotonicNs() {
+    timespec ts{};
+    clock_gettime(CLOCK_MONOTONIC, &ts);
+    return int64_t{ts.tv_sec} * 1000000000 + ts.tv_nsec;
+}
+
+bool isSigned(int type) {
+    return type == FG_PARAM_TYPE_INT32_T || type == FG_PARAM_TYPE_INT64_T;
+}
+
+bool fits(uint64_t value, int type, int bits) {
+    if (isSigned(type) && static_cast<int64_t>(value) < 0) return false;
+    return value <= maxOfWidth(bits);
+}
+
+std::invalid_argument unknownName(std::string_view name, int board) {
+    return std::invalid_argument("board " + std::to_string(board) + " has no design parameter or register '" +
+                                 std::string(name) + "'");
+}
+
+}  // namespace
+
+// ---------------------------------------------------------------------------------------------
+// SDK parameters and value conversion
+
+const std::vector<SdkParameter>& sdkParameters() {
+    static const std::vector<SdkParameter> table = {
+        {FG_TIMEOUT, "FG_TIMEOUT", 2, 2147483646, false, 1000000},
+        {FG_TURBO_DMA_MODE, "FG_TURBO_DMA_MODE", 0, 1, false, 0},
+        {FG_CAMSTATUS_EXTENDED, "FG_CAMSTATUS_EXTENDED", 0, UINT32_MAX, true, 0},
+        {FG_DIGIO_INPUT, "FG_DIGIO_INPUT", 0, UINT32_MAX, true, 0},
+    };
+    return table;
+}
+
+const SdkParameter* findSdkParameter(int id) {
+    for (const SdkParameter& p : sdkParameters())
+        if (p.id == id) return &p;
+    return nullptr;
+}
+
+const SdkParameter* findSdkParameter(std::string_view name) {
+    for (const SdkParameter& p : sdkParameters())
+        if (name == p.name) return &p;
+    return nullptr;
+}
+
+uint64_t doubleToCode(double v, int bits, int fraction) {
+    const double scaled = std::ldexp(v, fraction);
+    if (!(scaled > 0.0)) return 0;  // also NaN
+    const uint64_t max = maxOfWidth(bits);
+    // Compare in double before converting: the conversion of an out-of-range double is undefined.
+    if (scaled >= std::ldexp(1.0, bits)) return max;
+    const double rounded = std::round(scaled);
+    if (rounded >= 18446744073709551616.0) return max;
+    const uint64_t code = static_cast<uint64_t>(rounded);
+    return code > max ? max : code;
+}
+
+double codeToDouble(uint64_t code, int fraction) {
+    return std::ldexp(static_cast<double>(code), -fraction);
+}
+
+// ---------------------------------------------------------------------------------------------
+// Acquisition
+
+int Acquisition::start(const void* owner, long pictures, const void* memory, long bufferCount) {
+    std::lock_guard lock(m_);
+    if (running_) return FG_ACQUISITION_RUNNING;
+    running_ = true;
+    owner_ = owner;
+    memory_ = memory;
+    wanted_ = pictures;
+    bufferCount_ = bufferCount;
+    last_ = 0;
+    return 0;
+}
+
+int Acquisition::stop() {
+    std::lock_guard lock(m_);
+    if (!running_) return FG_ACQUISITION_NOT_RUNNING;
+    running_ = false;
+    owner_ = nullptr;
+    memory_ = nullptr;
+    return 0;
+}
+
+void Acquisition::stopOwnedBy(const void* owner) {
+    std::lock_guard lock(m_);
+    if (running_ && owner_ == owner) {
+        running_ = false;
+        owner_ = nullptr;
+        memory_ = nullptr;
+    }
+}
+
+bool Acquisition::running() const {
+    std::lock_guard lock(m_);
+    return running_;
+}
+
+bool Acquisition::uses(const void* memory) const {
+    std::lock_guard lock(m_);
+    return running_ && memory != nullptr && memory_ == memory;
+}
+
+long Acquisition::lastPicture() const {
+    std::lock_guard lock(m_);
+    return last_;
+}
+
+long Acquisition::wanted() const {
+    std::lock_guard lock(m_);
+    return wanted_;
+}
+
+long Acquisition::bufferCount() const {
+    std::lock_guard lock(m_);
+    return bufferCount_;
+}
+
+long Acquisition::waitForPicture(long number, int timeoutSeconds) {
+    std::unique_lock lock(m_);
+    const auto deadline =
+        std::chrono::steady_clock::now() + std::chrono::seconds(std::max(timeoutSeconds, 0));
+    if (!cv_.wait_until(lock, deadline, [&] { return last_ >= number; })) return FG_TIMEOUT_ERR;
+    return last_;
+}
+
+void Acquisition::deliver(unsigned frames) {
+    {
+        std::lock_guard lock(m_);
+        for (unsigned i = 0; i < frames && running_; ++i) {
+            ++last_;
+            if (wanted_ > 0 && last_ >= wanted_) {
+                running_ = false;
+                owner_ = nullptr;
+                memory_ = nullptr;
+            }
+        }
+    }
+    cv_.notify_all();
+}
+
+void Acquisition::reset() {
+    {
+        std::lock_guard lock(m_);
+        running_ = false;
+        owner_ = nullptr;
+        memory_ = nullptr;
+        wanted_ = 0;
+        bufferCount_ = 0;
+        last_ = 0;
+    }
+    cv_.notify_all();
+}
+
+// ---------------------------------------------------------------------------------------------
+// Board: layout
+
+Board* Board::at(int index) {
+    static Board board0(0), board1(1);
+    static Board* const boards[kCount] = {&board0, &board1};
+    return index >= 0 && index < kCount ? boards[index] : nullptr;
+}
+
+Board* Board::from(const ZEdevice* d) {
+    if (d == nullptr) return nullptr;
+    for (int i = 0; i < kCount; ++i)
+        if (at(i)->device() == d) return at(i);
+    return nullptr;
+}
+
+Board::Board(int index) : index_(index) {
+    for (const SdkParameter& p : sdkParameters()) sdk_[p.id] = p.powerOn;
+}
+
+void Board::configure(const Design& design) {
+    std::lock_guard lock(m_);
+    bool same =
+        design.registers().size() == registers_.size() && design.parameters().size() == parameters_.size();
+    for (size_t i = 0; same && i < registers_.size(); ++i) {
+        const RegisterLayout& a = registers_[i].layout;
+        const RegisterLayout& b = design.registers()[i];
+        same = a.name == b.name && a.width == b.width && a.access == b.access;
+    }
+    for (size_t i = 0; same && i < parameters_.size(); ++i) {
+        const ParameterLayout& a = parameters_[i].layout;
+        const ParameterLayout& b = design.parameters()[i];
+        same = a.name == b.name && a.kind == b.kind && a.bits == b.bits && a.fraction == b.fraction &&
+               a.entries == b.entries && a.access == b.access;
+    }
+    if (same) return;
+
+    registers_.clear();
+    parameters_.clear();
+    names_.clear();
+    for (const RegisterLayout& r : design.registers()) {
+        registers_.push_back(RegisterSlot{r, 0});
+        names_[r.name] = static_cast<int>(registers_.size());
+    }
+    for (const ParameterLayout& p : design.parameters()) {
+        parameters_.push_back(ParameterSlot{p, std::vector<uint64_t>(p.entries, 0)});
+        names_[p.name] = -static_cast<int>(parameters_.size());
+    }
+}
+
+void Board::powerOn() {
+    {
+        std::lock_guard lock(m_);
+        for (RegisterSlot& r : registers_) r.value = 0;
+        for (ParameterSlot& p : parameters_) std::fill(p.values.begin(), p.values.end(), 0);
+        journal_.clear();
+        failures_.clear();
+        for (const SdkParameter& p : sdkParameters()) sdk_[p.id] = p.powerOn;
+    }
+    acquisition_.reset();
+}
+
+int Board::registerCount() const {
+    std::lock_guard lock(m_);
+    return static_cast<int>(registers_.size());
+}
+
+int Board::findParameter(std::string_view name) const {
+    std::lock_guard lock(m_);
+    const int found = lookup(name);
+    return found < 0 ? -found - 1 : -1;
+}
+
+bool Board::parameterLayout(int position, ParameterLayout* out) const {
+    std::lock_guard lock(m_);
+    if (position < 0 || position >= static_cast<int>(parameters_.size())) return false;
+    *out = parameters_[position].layout;
+    return true;
+}
+
+int Board::lookup(std::string_view name) const {
+    auto it = names_.find(std::string(name));
+    return it == names_.end() ? 0 : it->second;
+}
+
+// ---------------------------------------------------------------------------------------------
+// Board: accesses. Callers hold no lock; each access takes the board's lock once.
+
+int Board::injected(Operation op, const std::string& name) {
+    int error = 0;
+    for (auto it = failures_.begin(); it != failures_.end();) {
+        if (it->op == op && (it->name.empty() || it->name == name) && --it->remaining == 0) {
+            if (error == 0) error = it->error;
+            it = failures_.erase(it);
+        } else {
+            ++it;
+        }
+    }
+    return error;
+}
+
+void Board::record(JournalEntry entry) {
+    entry.timeNs = monotonicNs();
+    journal_.push_back(std::move(entry));
+}
+
+Board::ParameterSlot* Board::slot(int position, ParamKind kind) {
+    if (position < 0 || position >= static_cast<int>(parameters_.size())) return nullptr;
+    ParameterSlot& s = parameters_[position];
+    return s.layout.kind == kind ? &s : nullptr;
+}
+
+int Board::writeRegister(int number, uint64_t value) {
+    std::lock_guard lock(m_);
+    if (number < 1 || number > static_cast<int>(registers_.size())) return FG_INVALID_PARAMETER;
+    RegisterSlot& r = registers_[number - 1];
+    JournalEntry e;
+    e.kind = Kind::Register;
+    e.name = r.layout.name;
+    e.type = FG_PARAM_TYPE_UINT64_T;
+    e.value = value;
+    e.error = injected(Operation::Write, r.layout.name);
+    if (e.error == 0 && r.layout.access == Access::ReadOnly) e.error = FG_NOT_AVAILABLE;
+    if (e.error == 0 && value > maxOfWidth(r.layout.width)) e.error = FG_VALUE_OUT_OF_RANGE;
+    if (e.error == 0) r.value = value;
+    const int error = e.error;
+    record(std::move(e));
+    return error;
+}
+
+int Board::readRegister(int number, uint64_t* value) {
+    std::lock_guard lock(m_);
+    if (value == nullptr || number < 1 || number > static_cast<int>(registers_.size()))
+        return FG_INVALID_PARAMETER;
+    RegisterSlot& r = registers_[number - 1];
+    if (int error = injected(Operation::Read, r.layout.name)) return error;
+    if (r.layout.access == Access::WriteOnly) return FG_NOT_AVAILABLE;
+    *value = r.value;
+    return 0;
+}
+
+int Board::writeUint(int position, uint64_t value, int type) {
+    std::lock_guard lock(m_);
+    ParameterSlot* p = slot(position, ParamKind::Uint);
+    if (p == nullptr) return FG_INVALID_PARAMETER;
+    JournalEntry e;
+    e.name = p->layout.name;
+    e.type = type;
+    e.value = value;
+    e.error = injected(Operation::Write, p->layout.name);
+    if (e.error == 0 && p->layout.access == Access::ReadOnly) e.error = FG_NOT_AVAILABLE;
+    if (e.error == 0 && !fits(value, type, p->layout.bits)) e.error = FG_VALUE_OUT_OF_RANGE;
+    if (e.error == 0) p->values[0] = value;
+    const int error = e.error;
+    record(std::move(e));
+    return error;
+}
+
+int Board::writeDouble(int position, double value, int type) {
+    std::lock_guard lock(m_);
+    ParameterSlot* p = slot(position, ParamKind::Double);
+    if (p == nullptr) return FG_INVALID_PARAMETER;
+    JournalEntry e;
+    e.name = p->layout.name;
+    e.type = type;
+    e.value = std::bit_cast<uint64_t>(value);
+    e.doubleValue = value;
+    e.error = injected(Operation::Write, p->layout.name);
+    if (e.error == 0 && p->layout.access == Access::ReadOnly) e.error = FG_NOT_AVAILABLE;
+    if (e.error == 0) p->values[0] = doubleToCode(value, p->layout.bits, p->layout.fraction);
+    const int error = e.error;
+    record(std::move(e));
+    return error;
+}
+
+int Board::writeFieldBlock(int position, uint32_t index, uint32_t count, const uint32_t* entries, int type) {
+    std::lock_guard lock(m_);
+    ParameterSlot* p = slot(position, ParamKind::Field);
+    if (p == nullptr || entries == nullptr || count == 0 || index >= p->layout.entries ||
+        count > p->layout.entries - index)
+        return FG_INVALID_PARAMETER;
+    JournalEntry e;
+    e.name = p->layout.name;
+    e.type = type;
+    e.value = entries[0];
+    e.index = index;
+    e.count = count;
+    e.block = true;
+    e.error = injected(Operation::Write, p->layout.name);
+    if (e.error == 0 && p->layout.access == Access::ReadOnly) e.error = FG_NOT_AVAILABLE;
+    const uint64_t max = maxOfWidth(p->layout.bits);
+    for (uint32_t i = 0; e.error == 0 && i < count; ++i)
+        if (entries[i] > max) e.error = FG_VALUE_OUT_OF_RANGE;  // all or nothing
+    if (e.error == 0) std::copy(entries, entries + count, p->values.begin() + index);
+    const int error = e.error;
+    record(std::move(e));
+    return error;
+}
+
+int Board::writeFieldEntry(int position, uint32_t index, uint32_t value, int type) {
+    std::lock_guard lock(m_);
+    ParameterSlot* p = slot(position, ParamKind::Field);
+    if (p == nullptr || index >= p->layout.entries) return FG_INVALID_PARAMETER;
+    JournalEntry e;
+    e.name = p->layout.name;
+    e.type = type;
+    e.value = value;
+    e.index = index;
+    e.count = 1;
+    e.error = injected(Operation::Write, p->layout.name);
+    if (e.error == 0 && p->layout.access == Access::ReadOnly) e.error = FG_NOT_AVAILABLE;
+    if (e.error == 0 && value > maxOfWidth(p->layout.bits)) e.error = FG_VALUE_OUT_OF_RANGE;
+    if (e.error == 0) p->values[index] = value;
+    const int error = e.error;
+    record(std::move(e));
+    return error;
+}
+
+int Board::readUint(int position, uint64_t* value) {
+    std::lock_guard lock(m_);
+    ParameterSlot* p = slot(position, ParamKind::Uint);
+    if (p == nullptr || value == nullptr) return FG_INVALID_PARAMETER;
+    if (int error = injected(Operation::Read, p->layout.name)) return error;
+    if (p->layout.access == Access::WriteOnly) return FG_NOT_AVAILABLE;
+    *value = p->values[0];
+    return 0;
+}
+
+int Board::readDouble(int position, double* value) {
+    std::lock_guard lock(m_);
+    ParameterSlot* p = slot(position, ParamKind::Double);
+    if (p == nullptr || value == nullptr) return FG_INVALID_PARAMETER;
+    if (int error = injected(Operation::Read, p->layout.name)) return error;
+    if (p->layout.access == Access::WriteOnly) return FG_NOT_AVAILABLE;
+    *value = codeToDouble(p->values[0], p->layout.fraction);
+    return 0;
+}
+
+int Board::readFieldBlock(int position, uint32_t index, uint32_t count, uint32_t* entries) {
+    std::lock_guard lock(m_);
+    ParameterSlot* p = slot(position, ParamKind::Field);
+    if (p == nullptr || entries == nullptr || count == 0 || index >= p->layout.entries ||
+        count > p->layout.entries - index)
+        return FG_INVALID_PARAMETER;
+    if (int error = injected(Operation::Read, p->layout.name)) return error;
+    if (p->layout.access == Access::WriteOnly) return FG_NOT_AVAILABLE;
+    for (uint32_t i = 0; i < count; ++i) entries[i] = static_cast<uint32_t>(p->values[index + i]);
+    return 0;
+}
+
+int Board::readFieldEntry(int position, uint32_t index, uint32_t* value) {
+    std::lock_guard lock(m_);
+    ParameterSlot* p = slot(position, ParamKind::Field);
+    if (p == nullptr || value == nullptr || index >= p->layout.entries) return FG_INVALID_PARAMETER;
+    if (int error = injected(Operation::Read, p->layout.name)) return error;
+    if (p->layout.access == Access::WriteOnly) return FG_NOT_AVAILABLE;
+    *value = static_cast<uint32_t>(p->values[index]);
+    return 0;
+}
+
+int Board::writeSdk(int id, uint64_t value, int type) {
+    const SdkParameter* p = findSdkParameter(id);
+    if (p == nullptr) return FG_INVALID_PARAMETER;
+    std::lock_guard lock(m_);
+    JournalEntry e;
+    e.kind = Kind::Sdk;
+    e.name = p->name;
+    e.type = type;
+    e.value = value;
+    e.error = injected(Operation::Write, e.name);
+    if (e.error == 0 && p->readOnly) e.error = FG_NOT_AVAILABLE;
+    if (e.error == 0 &&
+        ((isSigned(type) && static_cast<int64_t>(value) < 0) || value < p->min || value > p->max))
+        e.error = FG_VALUE_OUT_OF_RANGE;
+    if (e.error == 0) sdk_[id] = value;
+    const int error = e.error;
+    record(std::move(e));
+    return error;
+}
+
+int Board::readSdk(int id, uint64_t* value) {
+    const SdkParameter* p = findSdkParameter(id);
+    if (p == nullptr || value == nullptr) return FG_INVALID_PARAMETER;
+    std::lock_guard lock(m_);
+    if (int error = injected(Operation::Read, p->name)) return error;
+    *value = sdk_[id];
+    return 0;
+}
+
+// ---------------------------------------------------------------------------------------------
+// Board: test control
+
+std::vector<JournalEntry> Board::journal() const {
+    std::lock_guard lock(m_);
+    return journal_;
+}
+
+void Board::clearJournal() {
+    std::lock_guard lock(m_);
+    journal_.clear();
+}
+
+void Board::addFailure(Operation op, std::string_view name, unsigned nth, int error) {
+    if (nth == 0) throw std::invalid_argument("failure rule: nth counts from 1");
+    if (error == 0) throw std::invalid_argument("failure rule: error 0 is no failure");
+    std::lock_guard lock(m_);
+    if (!name.empty() && lookup(name) == 0 && findSdkParameter(name) == nullptr)
+        throw unknownName(name, index_);
+    failures_.push_back(FailureRule{op, std::string(name), nth, error});
+}
+
+void Board::clearFailures() {
+    std::lock_guard lock(m_);
+    failures_.clear();
+}
+
+Board::ParameterSlot& Board::parameterByName(std::string_view name, ParamKind kind) {
+    const int found = lookup(name);
+    if (found >= 0) throw unknownName(name, index_);
+    ParameterSlot& p = parameters_[-found - 1];
+    if (p.layout.kind != kind) {
+        static const char* const kinds[] = {"uint", "double", "field"};
+        throw std::invalid_argument("'" + std::string(name) + "' is a " +
+                                    kinds[static_cast<int>(p.layout.kind)] + " parameter, not a " +
+                                    kinds[static_cast<int>(kind)] + " one");
+    }
+    return p;
+}
+
+const Board::ParameterSlot& Board::parameterByName(std::string_view name, ParamKind kind) const {
+    return const_cast<Board*>(this)->parameterByName(name, kind);
+}
+
+// Registers, uint parameters and (as the raw code) double parameters hold one value.
+uint64_t& Board::scalar(std::string_view name, int* bits) {
+    const int found = lookup(name);
+    if (found > 0) {
+        *bits = registers_[found - 1].layout.width;
+        return registers_[found - 1].value;
+    }
+    if (found == 0) throw unknownName(name, index_);
+    ParameterSlot& p = parameters_[-found - 1];
+    if (p.layout.kind == ParamKind::Field)
+        throw std::invalid_argument("'" + p.layout.name + "' is a field; use the field functions");
+    *bits = p.layout.bits;
+    return p.values[0];
+}
+
+void Board::setValue(std::string_view name, uint64_t value) {
+    std::lock_guard lock(m_);
+    int bits = 0;
+    uint64_t& v = scalar(name, &bits);
+    if (value > maxOfWidth(bits)) throw std::out_of_range("value too wide for " + std::string(name));
+    v = value;
+}
+
+uint64_t Board::value(std::string_view name) const {
+    std::lock_guard lock(m_);
+    int bits = 0;
+    return const_cast<Board*>(this)->scalar(name, &bits);
+}
+
+void Board::setDouble(std::string_view name, double value) {
+    std::lock_guard lock(m_);
+    ParameterSlot& p = parameterByName(name, ParamKind::Double);
+    p.values[0] = doubleToCode(value, p.layout.bits, p.layout.fraction);
+}
+
+double Board::doubleValue(std::string_view name) const {
+    std::lock_guard lock(m_);
+    const ParameterSlot& p = parameterByName(name, ParamKind::Double);
+    return codeToDouble(p.values[0], p.layout.fraction);
+}
+
+void Board::setFieldEntry(std::string_view name, uint32_t index, uint64_t value) {
+    std::lock_guard lock(m_);
+    ParameterSlot& p = parameterByName(name, ParamKind::Field);
+    if (index >= p.layout.entries) throw std::out_of_range("index outside " + p.layout.name);
+    if (value > maxOfWidth(p.layout.bits)) throw std::out_of_range("value too wide for " + p.layout.name);
+    p.values[index] = value;
+}
+
+uint64_t Board::fieldEntry(std::string_view name, uint32_t index) const {
+    std::lock_guard lock(m_);
+    const ParameterSlot& p = parameterByName(name, ParamKind::Field);
+    if (index >= p.layout.entries) throw std::out_of_range("index outside " + p.layout.name);
+    return p.values[index];
+}
+
+std::vector<uint64_t> Board::field(std::string_view name) const {
+    std::lock_guard lock(m_);
+    return parameterByName(name, ParamKind::Field).values;
+}
+
+void Board::setSdkValue(int id, uint64_t value) {
+    const SdkParameter* p = findSdkParameter(id);
+    if (p == nullptr) throw std::invalid_argument("no SDK parameter " + std::to_string(id));
+    if (value > UINT32_MAX) throw std::out_of_range(std::string("value too wide for ") + p->name);
+    std::lock_guard lock(m_);
+    sdk_[id] = value;
+}
+
+uint64_t Board::sdkValue(int id) const {
+    if (findSdkParameter(id) == nullptr)
+        throw std::invalid_argument("no SDK parameter " + std::to_string(id));
+    std::lock_guard lock(m_);
+    return sdk_.at(id);
+}
+
+}  // namespace vboard

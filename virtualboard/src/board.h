@@ -1,0 +1,162 @@
+// State of one virtual board, kept by libqorviolibrt and shared by the other board libraries and
+// the test control: the raw register file and design parameter values configured from a design,
+// the SDK's own parameters, the journal of writes, failure injection and the DMA channel.
+#pragma once
+
+#include <condition_variable>
+#include <cstdint>
+#include <mutex>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+#include "c_api.h"
+#include "design.h"
+#include "vboard/control.h"
+
+namespace vboard {
+
+// One of the SDK's own parameters.
+struct SdkParameter {
+    int id;
+    const char* name;
+    uint64_t min, max;
+    bool readOnly;  // for SDK callers; the test control sets the value
+    uint64_t powerOn;
+};
+
+VBOARD_EXPORT const SdkParameter* findSdkParameter(int id);
+VBOARD_EXPORT const SdkParameter* findSdkParameter(std::string_view name);
+VBOARD_EXPORT const std::vector<SdkParameter>& sdkParameters();
+
+// Rounds a double to a code of `bits` bits with `fraction` fraction bits, clamped to the code's
+// range; NaN gives 0.
+VBOARD_EXPORT uint64_t doubleToCode(double v, int bits, int fraction);
+VBOARD_EXPORT double codeToDouble(uint64_t code, int fraction);
+
+inline uint64_t maxOfWidth(int bits) {
+    return bits >= 64 ? ~uint64_t{0} : (uint64_t{1} << bits) - 1;
+}
+
+// DMA channel 0 of a board. No image pipeline yet: pictures complete only when a frame source
+// (for now the test control) delivers them.
+class VBOARD_EXPORT Acquisition {
+  public:
+    // owner: whatever started it (stopped with it); memory: the buffers in use, or null.
+    int start(const void* owner, long pictures, const void* memory, long bufferCount);
+    int stop();
+    void stopOwnedBy(const void* owner);
+    bool running() const;
+    bool uses(const void* memory) const;
+    long lastPicture() const;
+    long wanted() const;
+    long bufferCount() const;
+    // The last picture number once it reaches `number`, or FG_TIMEOUT_ERR after timeoutSeconds.
+    long waitForPicture(long number, int timeoutSeconds);
+    void deliver(unsigned frames);
+    void reset();
+
+  private:
+    mutable std::mutex m_;
+    std::condition_variable cv_;
+    bool running_ = false;
+    const void* owner_ = nullptr;
+    const void* memory_ = nullptr;
+    long wanted_ = 0;
+    long bufferCount_ = 0;
+    long last_ = 0;
+};
+
+class VBOARD_EXPORT Board {
+  public:
+    static constexpr int kCount = 2;
+
+    static Board* at(int index);            // null outside 0..kCount-1
+    static Board* from(const ZEdevice* d);  // null for anything that is not one of the boards
+    ZEdevice* device() { return reinterpret_cast<ZEdevice*>(this); }
+    int index() const { return index_; }
+
+    explicit Board(int index);
+    Board(const Board&) = delete;
+    Board& operator=(const Board&) = delete;
+
+    // Takes the design's registers and parameters. Values start at 0, unless the layout is the one
+    // already configured: then they stay (so a test may preset read-outs before an applet opens).
+    void configure(const Design& design);
+    void powerOn();
+
+    // ---- layout ----
+    int registerCount() const;
+    int findParameter(std::string_view name) const;  // position, or -1
+    bool parameterLayout(int position, ParameterLayout* out) const;
+
+    // ---- accesses of the SDK and the register library: 0 or a negative error number ----
+    int writeRegister(int number, uint64_t value);
+    int readRegister(int number, uint64_t* value);
+    // Signed types (FG_PARAM_TYPE_INT32_T/INT64_T) pass the value sign-extended; negatives are
+    // out of range.
+    int writeUint(int position, uint64_t value, int type);
+    int writeDouble(int position, double value, int type);
+    int writeFieldBlock(int position, uint32_t index, uint32_t count, const uint32_t* entries, int type);
+    int writeFieldEntry(int position, uint32_t index, uint32_t value, int type);
+    int readUint(int position, uint64_t* value);
+    int readDouble(int position, double* value);
+    int readFieldBlock(int position, uint32_t index, uint32_t count, uint32_t* entries);
+    int readFieldEntry(int position, uint32_t index, uint32_t* value);
+    int writeSdk(int id, uint64_t value, int type);
+    int readSdk(int id, uint64_t* value);
+
+    // ---- test control; unknown names throw std::invalid_argument ----
+    std::vector<control::JournalEntry> journal() const;
+    void clearJournal();
+    void addFailure(control::Operation op, std::string_view name, unsigned nth, int error);
+    void clearFailures();
+    void setValue(std::string_view name, uint64_t value);
+    uint64_t value(std::string_view name) const;
+    void setDouble(std::string_view name, double value);
+    double doubleValue(std::string_view name) const;
+    void setFieldEntry(std::string_view name, uint32_t index, uint64_t value);
+    uint64_t fieldEntry(std::string_view name, uint32_t index) const;
+    std::vector<uint64_t> field(std::string_view name) const;
+    void setSdkValue(int id, uint64_t value);
+    uint64_t sdkValue(int id) const;
+
+    Acquisition& acquisition() { return acquisition_; }
+
+  private:
+    struct RegisterSlot {
+        RegisterLayout layout;
+        uint64_t value = 0;
+    };
+    struct ParameterSlot {
+        ParameterLayout layout;
+        std::vector<uint64_t> values;
+    };
+    struct FailureRule {
+        control::Operation op;
+        std::string name;
+        unsigned remaining;
+        int error;
+    };
+
+    int injected(control::Operation op, const std::string& name);  // 0 or the error to fail with
+    void record(control::JournalEntry entry);
+    ParameterSlot* slot(int position, ParamKind kind);
+    ParameterSlot& parameterByName(std::string_view name, ParamKind kind);
+    const ParameterSlot& parameterByName(std::string_view name, ParamKind kind) const;
+    uint64_t& scalar(std::string_view name, int* bits);
+    int lookup(std::string_view name) const;  // > 0 register number, < 0 -(position + 1), 0 unknown
+
+    const int index_;
+    mutable std::mutex m_;
+    std::vector<RegisterSlot> registers_;
+    std::vector<ParameterSlot> parameters_;
+    std::unordered_map<std::string, int> names_;  // as lookup()
+    std::vector<control::JournalEntry> journal_;
+    std::vector<FailureRule> failures_;
+    std::unordered_map<int, uint64_t> sdk_;
+    Acquisition acquisition_;
+};
+
+}  // namespace vboard
