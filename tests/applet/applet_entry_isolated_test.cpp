@@ -112,7 +112,7 @@ TEST(SdkWithoutInit, EntryFailsWithSdkNotLoaded) {
     EXPECT_EQ(error, FG_SDK_NOT_LOADED);
 }
 
-// --- run with an SDK that lacks the status and free functions ---
+// --- run with an SDK that lacks the status, free and parameter-description functions ---
 TEST(SdkWithoutSomeFunctions, UnboundForwardsAnswerNotAvailable) {
     Fg_Struct fg{};
     int error = 1;
@@ -120,6 +120,7 @@ TEST(SdkWithoutSomeFunctions, UnboundForwardsAnswerNotAvailable) {
     ASSERT_NE(fg.Master, nullptr);
     EXPECT_EQ(A().Fg_getStatusEx(&fg, 0, 0, 0, nullptr), FG_NOT_AVAILABLE);
     EXPECT_EQ(A().Fg_getLastErrorNumber(&fg), FG_NOT_AVAILABLE);
+    EXPECT_EQ(A().Fg_getParameterInfo(&fg, 0), nullptr) << "an SDK that describes no parameters gates it";
     // With no SDK free function there is nothing to call: the result is 0 and the object goes.
     EXPECT_EQ(A().Fg_FreeGrabber(&fg), 0);
     EXPECT_EQ(fg.Master, nullptr);

@@ -12,6 +12,7 @@
 #include "applet_library.h"
 #include "fg_constants.h"
 #include "qorviolibrt.h"
+#include "vboard/fglib_ext.h"
 
 namespace {
 
@@ -86,13 +87,13 @@ TEST(AppletEntry, NullErrorSlotStillBuildsTheObject) {
 
 TEST_F(AppletOnBoard, FailedForwardKeepsTheSdksErrorAndSuccessResetsIt) {
     const int rc = A().Fg_AcquireEx(&fg, 0, 1, ACQ_STANDARD, nullptr);  // no buffer set: the SDK refuses
-    ASSERT_LT(rc, 0);
-    EXPECT_EQ(A().Fg_getLastErrorNumber(&fg), rc);
+    ASSERT_EQ(rc, FG_INVALID_MEMORY);
+    EXPECT_EQ(A().Fg_getLastErrorNumber(&fg), FG_INVALID_MEMORY);
+    EXPECT_EQ(A().Fg_getLastPicNumberBlockingEx(&fg, 1, 7, 0, nullptr), FG_INVALID_PARAMETER);
+    EXPECT_EQ(A().Fg_getLastErrorNumber(&fg), FG_INVALID_PARAMETER) << "the DMA index is passed on unchanged";
 
-    const long picture = A().Fg_getLastPicNumberEx(&fg, 0, nullptr);
-    if (picture >= 0) {
-        EXPECT_EQ(A().Fg_getLastErrorNumber(&fg), 0);
-    }
+    EXPECT_EQ(A().Fg_getStatusEx(&fg, VBOARD_STATUS_ACQUIRING, 0, 0, nullptr), 0);
+    EXPECT_EQ(A().Fg_getLastErrorNumber(&fg), 0);
 }
 
 TEST_F(AppletOnBoard, SixtyFourBitReadClearsTheUpperHalfFirst) {
@@ -165,6 +166,18 @@ TEST_F(AppletOnBoard, ParameterInfoIsTheAppletsOwnRegistry) {
     // Ports beyond the registry's four have no records.
     EXPECT_EQ(A().Fg_getParameterInfo(&fg, 4), nullptr);
     EXPECT_EQ(A().Fg_getParameterInfo(&fg, -1), nullptr);
+}
+
+TEST(AppletThroughSdk, ProgramCallsReachTheAppletUntilTheBoardIsFreed) {
+    Fg_Struct* fg = Fg_Init(PELLUCID_APPLET_PATH, 0);
+    ASSERT_NE(fg, nullptr) << Fg_getLastErrorNumber(nullptr);
+    ASSERT_NE(fg->Master, nullptr);
+    EXPECT_EQ(Fg_getEventMask(fg, "FG_END_OF_FRAME_CAM_PORT_0"), 1UL << 2);
+    EXPECT_STREQ(Fg_getEventName(fg, 1UL << 23), "FG_TRIGGER_QUEUE_FILLLEVEL_THRESHOLD_CAM0_OFF");
+    EXPECT_EQ(Fg_setParameterWithType(fg, FG_WIDTH, nullptr, 0, FG_PARAM_TYPE_UINT32_T), FG_INVALID_PARAMETER);
+    EXPECT_EQ(Fg_getLastErrorNumber(fg), FG_INVALID_PARAMETER);
+    EXPECT_EQ(Fg_FreeShading(fg, nullptr), FG_SHADING_NOT_SUPPORTED);
+    EXPECT_EQ(Fg_FreeGrabber(fg), 0);
 }
 
 std::vector<unsigned char> readFile(const char* path) {
