@@ -1,10 +1,15 @@
-// The applet object of the Pellucid design.
+// The applet object of the Pellucid design. Its per-parameter methods and value caches are
+// declared from ParameterList.h; their behaviour lives in one source file per subsystem.
 #pragma once
 
+#include <array>
 #include <cstdint>
+#include <map>
 #include <string>
+#include <vector>
 
 #include "FgZeWrapper.h"
+#include "fg_constants.h"
 #include "qorv/templates/patterns/GenericLock.h"
 
 class FgZeWrapperImpl : public FgZeWrapper {
@@ -13,6 +18,9 @@ public:
     static constexpr const char* kAppletVersion = "1.2";
     static constexpr const char* kDesignFileName = "Pellucid.hap";
     static constexpr int kDesignTypeCode = 2628;
+    static constexpr int kLutEntries = 4096;
+
+    using LutArray = std::array<uint32_t, kLutEntries>;
 
     FgZeWrapperImpl();
     ~FgZeWrapperImpl() noexcept override;
@@ -30,6 +38,8 @@ public:
     const char* Fg_getParameterName(int index) override;
     int Fg_getParameterId(int index) override;
     int Fg_getParameterCount() override;
+    unsigned long Fg_getEventMask(const char* name) override;
+    const char* Fg_getEventName(unsigned long mask) override;
     const char* getManufacturer() override { return "Varnholt GmbH"; }
     const char* getCameraType() override { return kAppletName; }
     const char* getCameraVersion() override { return kAppletVersion; }
@@ -41,18 +51,123 @@ public:
     void executeInitRoutines();
     void setDefaultValues();
 
-private:
     void setParameter(int id, const void* value, int dmaIndex);
+    // Sets a numeric parameter through its setter, as the default values and configuration
+    // files do; with throwOnError false a refusal is skipped silently.
+    void setFromNumber(int id, double value, bool throwOnError);
     void getParameter(int id, void* value, int dmaIndex);
     int mapDmaToProcess(int dmaIndex) const;
+
+    // The description record of a parameter, entered into register_info_map on first use;
+    // null when the registry has none.
+    RegisterInfo* descriptionOf(int id, int dmaIndex = 0);
+
+    // ---- per-parameter setters, getters and caches ----
+#define PARAM_DECLARE(setFn, getFn, cache, set, get, ArgT, OutT, CacheT) \
+    PARAM_DECL_SET_##set(setFn, cache, ArgT, CacheT) PARAM_DECL_GET_##get(getFn, cache, OutT)
+#define PARAM_DECL_SET_OWN(setFn, cache, ArgT, CacheT) \
+    void setFn(ArgT value, bool throwOnError);         \
+    CacheT cache{};
+#define PARAM_DECL_SET_RO(setFn, cache, ArgT, CacheT)
+#define PARAM_DECL_SET_NONE(setFn, cache, ArgT, CacheT)
+#define PARAM_DECL_GET_OWN(getFn, cache, OutT) void getFn(OutT out);
+#define PARAM_DECL_GET_CACHE(getFn, cache, OutT) \
+    void getFn(OutT out) { copyOut(cache, out); }
+#define PARAM_DECL_GET_NONE(getFn, cache, OutT)
+#define PARAM_UINT(N, group, from, to, step, access, rangeFlag, unit, set, get, help) \
+    PARAM_DECLARE(set_sdk_param_##N##_P0, get_sdk_param_##N##_P0, cache_##N##_P0, set, get, uint32_t, uint32_t*, uint32_t)
+#define PARAM_ENUM(N, group, table, access, rangeFlag, unit, set, get, help) \
+    PARAM_DECLARE(set_sdk_param_##N##_P0, get_sdk_param_##N##_P0, cache_##N##_P0, set, get, uint32_t, uint32_t*, uint32_t)
+#define PARAM_DOUBLE(N, group, from, to, step, access, rangeFlag, unit, set, get, help) \
+    PARAM_DECLARE(set_sdk_param_##N##_P0, get_sdk_param_##N##_P0, cache_##N##_P0, set, get, double, double*, double)
+#define PARAM_STRING(N, group, pattern, access, rangeFlag, unit, set, get, help)                                \
+    PARAM_DECLARE(set_sdk_param_##N##_P0, get_sdk_param_##N##_P0, cache_##N##_P0, set, get, const char*, char*, \
+                  std::string)
+#define PARAM_FIELD(N, group, entries, from, to, access, rangeFlag, unit, set, get, help)                     \
+    PARAM_DECLARE(set_sdk_param_##N##_P0, get_sdk_param_##N##_P0, cache_##N##_P0, set, get,                    \
+                  const FieldParameterInt_s*, FieldParameterInt_s*, LutArray)
+#include "ParameterList.h"
+#undef PARAM_DECLARE
+#undef PARAM_DECL_SET_OWN
+#undef PARAM_DECL_SET_RO
+#undef PARAM_DECL_SET_NONE
+#undef PARAM_DECL_GET_OWN
+#undef PARAM_DECL_GET_CACHE
+#undef PARAM_DECL_GET_NONE
+
+    // ---- design parameters: ids and accessors ----
+    // A write or read through the SDK on the design parameter; with throwOnError a null value
+    // or a failing call throws the error number, without it nothing is reported.
+    void writeDesign(int designId, const void* value, int dmaIndex, int type, bool throwOnError);
+    void readDesign(int designId, void* value, int dmaIndex, int type, bool throwOnError);
+    // Raw camera-simulator registers.
+    int writeRegister(int registerId, uint64_t value);
+
+#define DESIGN_PARAM(name)                                                                \
+    int id_##name = -1;                                                                   \
+    void set_ze_param_##name(const void* value, int dmaIndex, int type, bool throwOnError) { \
+        writeDesign(id_##name, value, dmaIndex, type, throwOnError);                      \
+    }                                                                                     \
+    void get_ze_param_##name(void* value, int dmaIndex, int type, bool throwOnError) {    \
+        readDesign(id_##name, value, dmaIndex, type, throwOnError);                       \
+    }
+#define DESIGN_REGISTER(name) int reg_##name = -1;
+#include "DesignParameters.h"
+
+    // ---- helpers of the per-parameter setters ----
+    // Refusal of a setter: thrown when the caller wants errors, else the setter just returns.
+    static void refuse(int error, bool throwOnError) {
+        if (throwOnError) throw error;
+    }
+    // Stores `value` in `cache`, then applies it; a failure puts the old value back.
+    template <typename T, typename Apply>
+    void update(T& cache, const T& value, bool throwOnError, Apply&& apply) {
+        const T old = cache;
+        cache = value;
+        try {
+            apply();
+        } catch (int error) {
+            cache = old;
+            if (throwOnError) throw;
+        }
+    }
+    // The limits the description of `id` publishes right now. A NaN passes both comparisons.
+    bool inPublishedRange(int id, uint32_t value);
+    bool inPublishedRange(int id, double value);
+    // Throws the error number of a failed design or SDK call.
+    static void check(int rc) {
+        if (rc != 0) throw rc;
+    }
+
+private:
+    template <typename Arg>
+    void dispatchSet(int id, const Arg& arg, bool throwOnError);
+
+    template <typename T>
+    static void copyOut(T cache, T* out) {
+        if (out == nullptr) throw FG_INVALID_PARAMETER;
+        *out = cache;
+    }
+    static void copyOut(const std::string& cache, char* out);
+    static void copyOut(const LutArray& cache, FieldParameterInt_s* out);
+
     int setDirectRegister(int reg, const void* value);
     int getDirectRegister(int reg, void* value);
+    void addDirectRegisterParameters(RegisterInfo* group);
+    void addDirectZeParameters(RegisterInfo* group);
 
     qorv::templates::patterns::GenericLock mParameterLock;
     qorv::templates::patterns::GenericLock mSecondLock;
     std::string dllBaseName;
     const uint32_t constZero = 0;
     const uint32_t constOne = 1;
+
+    bool dzeaEnabled = false;
+    std::map<std::string, int> mNameToId;
+    std::vector<std::string> mIndexToName;  // dense: index i names the i-th parameter
+    std::map<std::string, uint64_t> mEventNameToMask;
+    std::map<uint64_t, std::string> mEventMaskToName;
+    std::map<int, int> mDmaToProcess;
 
     uint64_t hap_cache_AAGenEnable = 0;
     uint64_t hap_cache_AAGenStart = 0;
