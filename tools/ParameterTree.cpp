@@ -47,8 +47,8 @@ std::string rangeText(const RegisterInfo& r) {
             return s + "}";
         }
         case REG_FORMAT_STRING:
-            std::snprintf(buf, sizeof buf, "string%s%s", r.u.sReg.FileExtension ? " *" : "",
-                          r.u.sReg.FileExtension ? r.u.sReg.FileExtension : "");
+            std::snprintf(buf, sizeof buf, "string%s%s%s", r.u.sReg.FileExtension ? " (" : "",
+                          r.u.sReg.FileExtension ? r.u.sReg.FileExtension : "", r.u.sReg.FileExtension ? ")" : "");
             break;
         case REG_FORMAT_UINTFIELD:
             std::snprintf(buf, sizeof buf, "uint field [%d] %u..%u", r.u.uifReg.nrOfElements, r.u.uifReg.from,
@@ -68,28 +68,30 @@ std::string rangeText(const RegisterInfo& r) {
     return buf;
 }
 
-void printRecord(std::FILE* out, const RegisterInfo& r, int depth) {
+void printRecord(std::FILE* out, const RegisterInfo& r, int depth, const ValueReader& value) {
     const std::string indent(2 * static_cast<size_t>(depth), ' ');
     if (r.format == REG_FORMAT_GROUP) {
         std::fprintf(out, "%s[%s]\n", indent.c_str(), r.name != nullptr ? r.name : "");
         for (int i = 0; i < r.u.gReg.nrOfElements; ++i) {
-            if (r.u.gReg.elements[i] != nullptr) printRecord(out, *r.u.gReg.elements[i], depth + 1);
+            if (r.u.gReg.elements[i] != nullptr) printRecord(out, *r.u.gReg.elements[i], depth + 1, value);
         }
         return;
     }
-    std::fprintf(out, "%s%s (%d): %s, %s%s%s\n", indent.c_str(), r.parameterName != nullptr ? r.parameterName : "?",
-                 r.id, rangeText(r).c_str(), accessText(r.accessFlags), r.unit != nullptr && *r.unit ? ", " : "",
+    const std::string current = value ? value(r) : std::string();
+    std::fprintf(out, "%s%s (%d) = %s: %s, %s%s%s\n", indent.c_str(),
+                 r.parameterName != nullptr ? r.parameterName : "?", r.id, current.empty() ? "-" : current.c_str(),
+                 rangeText(r).c_str(), accessText(r.accessFlags), r.unit != nullptr && *r.unit ? ", " : "",
                  r.unit != nullptr ? r.unit : "");
 }
 
 }  // namespace
 
-void printParameterTree(std::FILE* out, const RegisterInfo* head) {
+void printParameterTree(std::FILE* out, const RegisterInfo* head, const ValueReader& value) {
     if (head == nullptr) {
         std::fprintf(out, "(no parameters described)\n");
         return;
     }
-    for (const RegisterInfo* g = head; g != nullptr; g = g->next) printRecord(out, *g, 0);
+    for (const RegisterInfo* g = head; g != nullptr; g = g->next) printRecord(out, *g, 0, value);
 }
 
 }  // namespace pellucid

@@ -4,6 +4,7 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <string>
 
 #include "ParameterTree.h"
 #include "applet_entry.h"
@@ -30,6 +31,51 @@ void printIdentity(InfoFn info) {
     }
 }
 
+// The current value of a parameter as text; "(error text)" when the applet refuses the read.
+std::string currentValue(Fg_Struct* fg, const RegisterInfo& r) {
+    char text[1100];
+    int rc = 0;
+    switch (r.format) {
+        case REG_FORMAT_UINT:
+        case REG_FORMAT_ENUM: {
+            uint32_t v = 0;
+            rc = Fg_getParameterWithType(fg, r.id, &v, 0, FG_PARAM_TYPE_UINT32_T);
+            std::snprintf(text, sizeof text, "%u", v);
+            if (rc == 0 && r.format == REG_FORMAT_ENUM) {
+                for (int i = 0; i < r.u.eReg.nrOfElements; ++i) {
+                    if (static_cast<uint32_t>(r.u.eReg.enumValues[i]) == v && r.u.eReg.enumNames[i] != nullptr) {
+                        std::snprintf(text, sizeof text, "%u (%s)", v, r.u.eReg.enumNames[i]);
+                    }
+                }
+            }
+            break;
+        }
+        case REG_FORMAT_UINT64:
+        case REG_FORMAT_INT64: {
+            uint64_t v = 0;
+            rc = Fg_getParameterWithType(fg, r.id, &v, 0, FG_PARAM_TYPE_UINT64_T);
+            std::snprintf(text, sizeof text, "%llu", static_cast<unsigned long long>(v));
+            break;
+        }
+        case REG_FORMAT_DOUBLE: {
+            double v = 0;
+            rc = Fg_getParameterWithType(fg, r.id, &v, 0, FG_PARAM_TYPE_DOUBLE);
+            std::snprintf(text, sizeof text, "%.12g", v);
+            break;
+        }
+        case REG_FORMAT_STRING: {
+            char v[1024] = "";
+            rc = Fg_getParameterWithType(fg, r.id, v, 0, FG_PARAM_TYPE_CHAR_PTR);
+            std::snprintf(text, sizeof text, "\"%s\"", v);
+            break;
+        }
+        default:
+            return {};  // fields: too many entries to show here
+    }
+    if (rc != 0) return std::string("(") + Fg_getErrorDescription(rc) + ")";
+    return text;
+}
+
 }  // namespace
 
 int main() {
@@ -46,7 +92,8 @@ int main() {
         dlclose(applet);
     }
     std::printf("\nParameters of port 0:\n");
-    pellucid::printParameterTree(stdout, Fg_getParameterInfo(fg, 0));
+    pellucid::printParameterTree(stdout, Fg_getParameterInfo(fg, 0),
+                                 [fg](const RegisterInfo& r) { return currentValue(fg, r); });
     const int rc = Fg_FreeGrabber(fg);
     if (rc < 0) {
         std::fprintf(stderr, "pellucid: closing the board failed: %s (%d)\n", Fg_getErrorDescription(rc), rc);

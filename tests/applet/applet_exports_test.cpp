@@ -9,29 +9,12 @@
 #include <iterator>
 #include <vector>
 
-#include "applet_library.h"
+#include "applet_fixture.h"
 #include "fg_constants.h"
 #include "qorviolibrt.h"
 #include "vboard/fglib_ext.h"
 
 namespace {
-
-const AppletLibrary& A() { return AppletLibrary::get(); }
-
-// An applet object on board 0, held in an SDK-shaped handle as the SDK would hold it.
-class AppletOnBoard : public ::testing::Test {
-protected:
-    void SetUp() override {
-        int error = 1;
-        fg.Master = A().Std_entry(QorvBoardOpen(0), &error, 0);
-        ASSERT_EQ(error, 0);
-        ASSERT_NE(fg.Master, nullptr);
-    }
-    void TearDown() override {
-        if (fg.Master != nullptr) A().Fg_FreeGrabber(&fg);
-    }
-    Fg_Struct fg{};
-};
 
 TEST(AppletExports, EveryHandleFunctionAnswersItsNullResultWithoutAnApplet) {
     Fg_Struct empty{};
