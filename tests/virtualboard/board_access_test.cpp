@@ -280,6 +280,18 @@ TEST_F(PlainHandle, JournalKeepsOrderAndTextForm) {
     EXPECT_EQ(control::writes(), Strings{});
 }
 
+TEST_F(PlainHandle, JournalKeepsOnlyTheNewestWrites) {
+    const int height = reg("AAGenHeight");
+    ZEdevice* board = QorvBoardOpen(0);
+    control::clearJournal();
+    constexpr uint64_t kWrites = 65536 + 100;
+    for (uint64_t i = 0; i < kWrites; ++i) ASSERT_EQ(QorvRegisterWrite(board, height, i), 0);
+    const auto entries = control::journal();
+    ASSERT_EQ(entries.size(), 65536u);
+    EXPECT_EQ(entries.front().value, 100u) << "the oldest writes were dropped";
+    EXPECT_EQ(entries.back().value, kWrites - 1);
+}
+
 TEST_F(PlainHandle, InjectedWriteFailuresHitTheNthWriteOfAName) {
     const uint32_t v = 3;
     control::failWrite(kFormat, 2, FG_NOT_ENOUGH_MEMORY);

@@ -275,6 +275,7 @@ int Board::injected(Operation op, const std::string& name) {
 
 void Board::record(JournalEntry entry) {
     entry.timeNs = monotonicNs();
+    if (journal_.size() == kJournalCapacity) journal_.pop_front();
     journal_.push_back(std::move(entry));
 }
 
@@ -466,7 +467,7 @@ int Board::readSdk(int id, uint64_t* value) {
 
 std::vector<JournalEntry> Board::journal() const {
     std::lock_guard lock(m_);
-    return journal_;
+    return {journal_.begin(), journal_.end()};
 }
 
 void Board::clearJournal() {

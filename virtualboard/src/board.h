@@ -9,6 +9,7 @@
 #include <string>
 #include <string_view>
 #include <unordered_map>
+#include <deque>
 #include <vector>
 
 #include "c_api.h"
@@ -153,7 +154,9 @@ class VBOARD_EXPORT Board {
     std::vector<RegisterSlot> registers_;
     std::vector<ParameterSlot> parameters_;
     std::unordered_map<std::string, int> names_;  // as lookup()
-    std::vector<control::JournalEntry> journal_;
+    // The newest writes only, so that a long-running program does not grow without bound.
+    static constexpr size_t kJournalCapacity = 1 << 16;
+    std::deque<control::JournalEntry> journal_;
     std::vector<FailureRule> failures_;
     std::unordered_map<int, uint64_t> sdk_;
     Acquisition acquisition_;

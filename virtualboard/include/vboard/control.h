@@ -45,6 +45,7 @@ struct VBOARD_CONTROL_API JournalEntry {
     std::string text() const;
 };
 
+// The newest 65536 writes, oldest first.
 VBOARD_CONTROL_API std::vector<JournalEntry> journal(unsigned board = 0);
 VBOARD_CONTROL_API void clearJournal(unsigned board = 0);
 // The journal in text form, oldest first.

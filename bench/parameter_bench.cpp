@@ -1,0 +1,50 @@
+// Parameter access through the SDK on the virtual board, and the cost of opening and closing a
+// board with the applet.
+#include <benchmark/benchmark.h>
+
+#include <cstdio>
+#include <cstdlib>
+
+#include "fglib5.h"
+
+namespace {
+
+Fg_Struct* openBoard() {
+    Fg_Struct* fg = Fg_Init(PELLUCID_APPLET_PATH, 0);
+    if (fg == nullptr) {
+        std::fprintf(stderr, "cannot open board 0: %d\n", Fg_getLastErrorNumber(nullptr));
+        std::abort();
+    }
+    return fg;
+}
+
+void BM_GetCachedParameter(benchmark::State& state) {
+    Fg_Struct* fg = openBoard();
+    uint32_t value = 0;
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(Fg_getParameterWithType(fg, FG_TIMEOUT, &value, 0, FG_PARAM_TYPE_UINT32_T));
+        benchmark::DoNotOptimize(value);
+    }
+    Fg_FreeGrabber(fg);
+}
+BENCHMARK(BM_GetCachedParameter);
+
+void BM_SetTimeout(benchmark::State& state) {
+    Fg_Struct* fg = openBoard();
+    uint32_t value = 2;
+    for (auto _ : state) {
+        value = value == 2 ? 3 : 2;
+        benchmark::DoNotOptimize(Fg_setParameterWithType(fg, FG_TIMEOUT, &value, 0, FG_PARAM_TYPE_UINT32_T));
+    }
+    Fg_FreeGrabber(fg);
+}
+BENCHMARK(BM_SetTimeout);
+
+void BM_OpenClose(benchmark::State& state) {
+    for (auto _ : state) Fg_FreeGrabber(openBoard());
+}
+BENCHMARK(BM_OpenClose)->Unit(benchmark::kMicrosecond);
+
+}  // namespace
+
+BENCHMARK_MAIN();
