@@ -139,6 +139,10 @@ public:
         if (rc != 0) throw rc;
     }
 
+    // ---- image path: geometry, output format, lookup table, Bayer, camera simulator ----
+
+    // ---- trigger system ----
+
 private:
     template <typename Arg>
     void dispatchSet(int id, const Arg& arg, bool throwOnError);
@@ -180,4 +184,8 @@ private:
     uint64_t hap_cache_AAGenRoll = 0;
 
     uint32_t previousBayer_P0 = 0;
+
+    // ---- image path state ----
+
+    // ---- trigger system state ----
 };
