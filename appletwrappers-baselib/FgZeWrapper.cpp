@@ -3,10 +3,14 @@
 #include <dlfcn.h>
 
 #include <atomic>
+#include <clocale>
+#include <string>
 #include <cstdlib>
 #include <cstring>
 #include <new>
 
+#include "Fg_ConfigFileParser.h"
+#include "ParameterInfoBuilderXML.h"
 #include "TempFiles.h"
 #include "fg_constants.h"
 #include "haprt.h"
@@ -167,20 +171,63 @@ char* FgZeWrapper::createTempFile() { return qorv::createTempFile(); }
 
 void FgZeWrapper::deleteTempFile(char* path) { qorv::deleteTempFile(path); }
 
-// Configuration files and the XML description are not part of this build yet.
-int FgZeWrapper::Fg_saveConfig(Fg_Struct_s*, const char*) {
-    setError(FG_NOT_AVAILABLE);
-    return FG_NOT_AVAILABLE;
+int FgZeWrapper::Fg_saveConfig(Fg_Struct_s*, const char* filename) {
+    // A no-op on Linux, where no locale has that name; the writer uses "." whatever the locale.
+    std::setlocale(LC_ALL, "English");
+    Fg_ConfigFileParser parser(nullptr, nullptr, false);
+    if (!parser.setSaveFile(filename)) {
+        setError(FG_FILE_ACCESS_FAILED);
+        return FG_FILE_ACCESS_FAILED;
+    }
+    parser.writeConfigFileHeader();
+    parser.writeConfigFile("Hersteller", getManufacturer());
+    parser.writeConfigFile("Typ", getCameraType());
+    parser.writeConfigFile("Version", getCameraVersion());
+    parser.writeConfigFileIntKey("LoadAppletId", getAppletID());
+    parser.writeConfigFileIntKey("AktivePort", 0);
+    saveConfig(parser);
+    setError(0);
+    return 0;
 }
 
-int FgZeWrapper::Fg_loadConfig(Fg_Struct_s*, const char*) {
-    setError(FG_NOT_AVAILABLE);
-    return FG_NOT_AVAILABLE;
+int FgZeWrapper::Fg_loadConfig(Fg_Struct_s*, const char* filename) {
+    std::setlocale(LC_ALL, "English");
+    Fg_ConfigFileParser parser(nullptr, filename, true);
+    if (!parser.checkFileExist(filename)) {
+        // The caller learns that the file is missing; the last error says the load failed.
+        setError(FG_CONFIG_LOAD_FAILED);
+        return FG_FILE_NOT_FOUND;
+    }
+    std::string maker, type;
+    int port = 0;
+    const bool ok = parser.checkFileType(filename) && parser.parseKeyFromLine("Hersteller", maker) == 0 &&
+                    parser.parseKeyFromLine("Typ", type) == 0 && type == getCameraType() &&
+                    parser.parseIntKeyFromHeader("AktivePort", port) == 0 && loadConfig(parser);
+    setError(ok ? 0 : FG_CONFIG_LOAD_FAILED);
+    return ok ? 0 : FG_CONFIG_LOAD_FAILED;
 }
 
-int FgZeWrapper::Fg_getParameterInfoXML(Fg_Struct_s*, int, char*, size_t*) {
-    setError(FG_NOT_AVAILABLE);
-    return FG_NOT_AVAILABLE;
+int FgZeWrapper::Fg_getParameterInfoXML(Fg_Struct_s*, int port, char* buffer, size_t* size) {
+    if (size == nullptr || (buffer != nullptr && *size == 0)) {
+        setError(FG_NOT_ENOUGH_MEMORY);
+        return FG_NOT_ENOUGH_MEMORY;
+    }
+    if (d->mParameterInfo->getRegisterInfo(port) == nullptr) {
+        setError(FG_VALUE_HAS_NO_CODE);
+        return FG_VALUE_HAS_NO_CODE;
+    }
+    const std::string document = ParameterInfoBuilderXML(d->mParameterInfo.get(), *this, port).build();
+    if (buffer != nullptr) {
+        if (document.size() >= *size) {
+            setError(FG_NOT_ENOUGH_MEMORY);
+            return FG_NOT_ENOUGH_MEMORY;
+        }
+        std::memset(buffer, 0, *size);
+        std::memcpy(buffer, document.c_str(), document.size());
+    }
+    *size = document.size() + 1;
+    setError(0);
+    return 0;
 }
 
 // This applet family has no shading unit.

@@ -78,6 +78,9 @@ public:
     virtual const char* getCameraType() = 0;
     virtual const char* getCameraVersion() = 0;
     virtual int getAppletID() = 0;
+    // For the XML description: the design's unique identifier and a parameter's help text.
+    virtual const char* getDesignUid() { return ""; }
+    virtual const char* getParameterHelp(int /*id*/) { return ""; }
 
     // Opens the SDK library and binds its functions; 0, or -2031 when it cannot be opened.
     int initializeDllFunctions(const char* library);
