@@ -140,6 +140,10 @@ void FgZeWrapperImpl::retrieveIds() {
 void FgZeWrapperImpl::executeInitRoutines() {
     previousBayer_P0 = 2;
     try {
+        // Outputs off while the generator is held cleared, then back on with their cached choices.
+        triggerOutputsEnable_P0(false);
+        triggerGeneratorEnable_P0(false);
+        triggerOutputsEnable_P0(true);
         for (int id : kLegacyTriggerParameters) {
             if (RegisterInfo* r = descriptionOf(id)) r->accessFlags = FG_ACCESS_READ;
         }
@@ -192,7 +196,3 @@ bool FgZeWrapperImpl::inPublishedRange(int id, double value) {
     const RegisterInfo* r = descriptionOf(id);
     return r != nullptr && !(value < r->u.dReg.from) && !(value > r->u.dReg.to);
 }
-
-// Configuration files come with the configuration parser.
-bool FgZeWrapperImpl::loadConfig(Fg_ConfigFileParser&) { return false; }
-void FgZeWrapperImpl::saveConfig(Fg_ConfigFileParser&) {}

@@ -44,6 +44,8 @@ public:
     const char* getCameraType() override { return kAppletName; }
     const char* getCameraVersion() override { return kAppletVersion; }
     int getAppletID() override { return 0; }
+    const char* getDesignUid() override;
+    const char* getParameterHelp(int id) override;
 
     // Start sequence, run by the entry point once the SDK holds the design.
     void initInternalMaps();
@@ -55,6 +57,17 @@ public:
     // Sets a numeric parameter through its setter, as the default values and configuration
     // files do; with throwOnError false a refusal is skipped silently.
     void setFromNumber(int id, double value, bool throwOnError);
+
+    // ---- configuration files ----
+    enum class ConfigForm { Integer, Double, String };
+    static ConfigForm configForm(int id);
+    static const char* parameterName(int id);
+    // A parameter's cache by id; false for parameters without one.
+    bool cachedNumber(int id, double& value);
+    bool storeCachedNumber(int id, double value);
+    bool cachedText(int id, std::string& text);
+    bool storeCachedText(int id, const std::string& text);
+    bool readConfigKey(Fg_ConfigFileParser& parser, int id, double& number, std::string& text);
     void getParameter(int id, void* value, int dmaIndex);
     int mapDmaToProcess(int dmaIndex) const;
 
@@ -140,8 +153,27 @@ public:
     }
 
     // ---- image path: geometry, output format, lookup table, Bayer, camera simulator ----
+    // The Bayer code the design needs for the cut-out: the user's pattern with colours swapped for
+    // an odd x offset (XOR 1) and lines swapped for an odd y offset (XOR 2).
+    uint32_t effectiveBayerCode_P0(uint32_t userPattern) const;
+    // Writes `code` to the white-balance block, then to the demosaicing block; throws on failure.
+    void writeBayerCode_P0(uint32_t code);
+    // Recomputes the three tables from the processing values (processor mode only).
+    void updateLutProcessing_P0();
+    // Reads the three tables from a LUT file and writes them (user-file mode only).
+    void loadLutFile_P0(const char* path);
+    // One table as the processing values give it (the same for every colour).
+    static void computeLut_P0(double offset, double gain, double gamma, uint32_t invert, LutArray& out);
 
     // ---- trigger system ----
+    // The one place where the design's trigger blocks are started, stopped and re-routed.
+    void switchTriggerModeAndState_P0(uint32_t oldMode, uint32_t oldState, uint32_t newMode, uint32_t newState);
+    void triggerGeneratorEnable_P0(bool enable);
+    void triggerOutputsEnable_P0(bool enable);
+    void triggerResetQueue_P0();
+    void triggerClearDownscale_P0();
+    void triggerClearPulseFormDownscales_P0();
+    void setAllTriggerAccessModesToRWC_P0();
 
 private:
     template <typename Arg>
@@ -186,6 +218,75 @@ private:
     uint32_t previousBayer_P0 = 0;
 
     // ---- image path state ----
+    void writeDesignUInt_P0(int designId, uint32_t value);
+    void writeLutTable_P0(int colour, const LutArray& table);
+    uint32_t fillLevel_P0();
+    void setRoiPartnerMaximum_P0(int partnerId, uint32_t maximum);
+    void setLutValue_P0(int colour, LutArray& cache, const FieldParameterInt_s* value, bool throwOnError);
+    void setProcessingValue_P0(double& cache, double value, int id, bool throwOnError);
+    void setScalingFactor_P0(double& cache, double value, int designId, bool throwOnError);
+    // Camera simulator: raw register writes that keep their hap cache, and the values that
+    // depend on the enabled taps and on the clock pattern.
+    void writeGenRegister_P0(int reg, uint64_t value, uint64_t& hapCache);
+    uint32_t enabledTaps_P0() const;
+    void writeGenLine_P0(bool width);
+    void writeGenClock_P0();
+    void setGenTap_P0(uint32_t& cache, uint32_t value, bool throwOnError);
 
     // ---- trigger system state ----
+    // True while a legacy setter drives the trigger parameters itself.
+    bool legacyUpdateActive = false;
+    // CLOCK_MONOTONIC after the last software trigger pulse: the spacing holds across calls.
+    int64_t lastSoftwarePulseNs = 0;
+    // Sets legacyUpdateActive for one scope and puts the previous value back.
+    class LegacyUpdateScope {
+    public:
+        explicit LegacyUpdateScope(bool& flag) : flag_(flag), previous_(flag) { flag_ = true; }
+        ~LegacyUpdateScope() { flag_ = previous_; }
+        LegacyUpdateScope(const LegacyUpdateScope&) = delete;
+        LegacyUpdateScope& operator=(const LegacyUpdateScope&) = delete;
+
+    private:
+        bool& flag_;
+        bool previous_;
+    };
+
+    // Design access of the trigger block: 32-bit writes and up-to-64-bit reads, failures thrown.
+    void triggerPut(int designId, uint32_t value);
+    uint64_t triggerFetch(int designId);
+    // -2070 while legacy mode owns the trigger system and no legacy setter drives it.
+    void guardLegacy() const;
+    bool legacyModeOn() const { return cache_FG_TRIGGER_LEGACY_MODE_P0 == 1; }
+    void setAccess(int id, int access);
+    // Access refresh after a transition; legacy mode keeps the trigger parameters read-only.
+    void refreshTriggerAccessModes_P0(uint32_t newMode);
+    void applyLegacyAccessModes_P0();
+    void reapplyTriggerFrequency_P0();
+    void applyStatusClear(uint32_t& cache, uint32_t value, bool throwOnError, int designId);
+    uint32_t triggerQueueFillLevel_P0();
+
+    // The four pulse form generators are one family: these work on generator g.
+    struct PulseForm {
+        uint32_t& downscale;
+        uint32_t& phase;
+        double& delay;
+        double& width;
+        int designDownscale, designSelectedPulse, designDelay, designWidth;
+        int sdkDownscale, sdkPhase;
+    };
+    PulseForm pulseForm(int g);
+    bool fitsTriggerPeriod(double delayUs, double widthUs, uint32_t downscale) const;
+    double designTimeUs(int designId);
+    void setPulseFormDownscale(int g, uint32_t value, bool throwOnError);
+    void setPulseFormPhase(int g, uint32_t value, bool throwOnError);
+    void setPulseFormDelay(int g, double value, bool throwOnError);
+    void setPulseFormWidth(int g, double value, bool throwOnError);
+
+    // The twelve output lines: camera-control lines 0..3, then trigger outputs 0..7.
+    void setOutputLine(uint32_t& cache, uint32_t value, bool throwOnError, int designSelect, int designInvert);
+
+    // Legacy camera-control line k as its cached signal, polarities and enables make it.
+    void applyLegacyCcLine_P0(int k);
+    void applyLegacyCcLines_P0();
+    void applyCachedLegacyParameters_P0();
 };

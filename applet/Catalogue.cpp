@@ -2,6 +2,7 @@
 #include <iterator>
 #include <string>
 
+#include "AppletHap.h"
 #include "AppletWrapper.h"
 #include "EnumTables.h"
 #include "haprt.h"
@@ -125,3 +126,28 @@ RegisterInfo* FgZeWrapperImpl::descriptionOf(int id, int dmaIndex) {
     if (found != nullptr) records[id] = found;
     return found;
 }
+
+const char* FgZeWrapperImpl::getParameterHelp(int id) {
+    switch (id) {
+#define PARAM_UINT(N, group, from, to, step, access, rangeFlag, unit, set, get, help) \
+    case N:                                                                           \
+        return help;
+#define PARAM_DOUBLE(N, group, from, to, step, access, rangeFlag, unit, set, get, help) \
+    case N:                                                                             \
+        return help;
+#define PARAM_ENUM(N, group, table, access, rangeFlag, unit, set, get, help) \
+    case N:                                                                  \
+        return help;
+#define PARAM_STRING(N, group, pattern, access, rangeFlag, unit, set, get, help) \
+    case N:                                                                      \
+        return help;
+#define PARAM_FIELD(N, group, entries, from, to, access, rangeFlag, unit, set, get, help) \
+    case N:                                                                               \
+        return help;
+#include "ParameterList.h"
+        default:
+            return "";
+    }
+}
+
+const char* FgZeWrapperImpl::getDesignUid() { return c_HAP_UID; }

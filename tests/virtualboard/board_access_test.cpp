@@ -66,7 +66,7 @@ TEST_F(PlainHandle, CallErrorsOfParameterAccess) {
               FG_INVALID_PARAMETER);
     EXPECT_EQ(Fg_setParameterWithType(fg, id(kFormat), &v, 1, FG_PARAM_TYPE_UINT32_T), FG_INVALID_PARAMETER);
     EXPECT_EQ(Fg_getParameterWithType(fg, id(kFormat), &v, 1, FG_PARAM_TYPE_UINT32_T), FG_INVALID_PARAMETER);
-    for (int bad : {0, 100, VBOARD_DESIGN_PARAMETER_ID_BASE - 1, VBOARD_DESIGN_PARAMETER_ID_BASE + 104}) {
+    for (int bad : {0, 100, VBOARD_DESIGN_PARAMETER_ID_BASE - 1, VBOARD_DESIGN_PARAMETER_ID_BASE + 100000}) {
         EXPECT_EQ(Fg_setParameterWithType(fg, bad, &v, 0, FG_PARAM_TYPE_UINT32_T), FG_INVALID_PARAMETER)
             << bad;
         EXPECT_EQ(Fg_getParameterWithType(fg, bad, &v, 0, FG_PARAM_TYPE_UINT32_T), FG_INVALID_PARAMETER)

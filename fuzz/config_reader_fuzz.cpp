@@ -1,0 +1,45 @@
+// Feeds arbitrary bytes to the configuration file reader: the header check of a load and the
+// section reads of every value form.
+#include <unistd.h>
+
+#include <cstdint>
+#include <cstdio>
+#include <string>
+
+#include "Fg_ConfigFileParser.h"
+
+namespace {
+
+const std::string& scratchPath() {
+    static const std::string path = "/tmp/config_reader_fuzz_" + std::to_string(getpid()) + ".mcf";
+    return path;
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+    const std::string& path = scratchPath();
+    FILE* f = std::fopen(path.c_str(), "wb");
+    if (f == nullptr) return 0;
+    std::fwrite(data, 1, size, f);
+    std::fclose(f);
+
+    Fg_ConfigFileParser parser(nullptr, path.c_str(), true);
+    std::string text;
+    int i = 0;
+    uint64_t u = 0;
+    double d = 0;
+    parser.parseKeyFromLine("Hersteller", text);
+    parser.parseKeyFromLine("Typ", text);
+    parser.parseIntKeyFromHeader("AktivePort", i);
+    for (int port = 0; port < 3; ++port) {
+        for (const char* key : {"FG_WIDTH", "FG_WIDTHX", "FG_LUT_CUSTOM_FILE", "FG_GEN_FREQ", "", "="}) {
+            parser.parseKeySection(port, key, text);
+            parser.parseIntKeySection(port, key, i);
+            parser.parseUInt64KeySection(port, key, u);
+            parser.parseDoubleKeySection(port, key, d);
+        }
+    }
+    std::remove(path.c_str());
+    return 0;
+}

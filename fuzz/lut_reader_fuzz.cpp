@@ -1,0 +1,48 @@
+// Feeds arbitrary bytes to the LUT reader as a file: every form of table it can read, and the
+// applet's three-colour read.
+#include <unistd.h>
+
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+
+#include "Fg_LutFileParser.h"
+
+namespace {
+
+const std::string& scratchPath() {
+    static const std::string path = "/tmp/lut_reader_fuzz_" + std::to_string(getpid()) + ".txt";
+    return path;
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+    const std::string& path = scratchPath();
+    FILE* f = std::fopen(path.c_str(), "wb");
+    if (f == nullptr) return 0;
+    std::fwrite(data, 1, size, f);
+    std::fclose(f);
+
+    Fg_LutFileParser parser;
+    LookupTable_s rgb[3] = {};
+    if (parser.getLutFromFile(path.c_str(), &rgb[0], &rgb[1], &rgb[2]) == 0) {
+        for (const LookupTable_s& t : rgb) {
+            if (t.nrOfElements > Fg_LutFileParser::kMaxElements || (t.nrOfElements > 0 && t.lut == nullptr)) {
+                std::abort();
+            }
+        }
+    }
+    LookupTable_s gray{};
+    parser.getLutFromFile(path.c_str(), &gray, "[gray]");
+    KneeLookupTable_s knee[3] = {};
+    for (KneeLookupTable_s& k : knee) k.nrOfElements = 64;
+    parser.getLutFromFile(path.c_str(), &knee[0], &knee[1], &knee[2]);
+
+    for (LookupTable_s& t : rgb) std::free(t.lut);
+    std::free(gray.lut);
+    for (KneeLookupTable_s& k : knee) std::free(k.value);
+    std::remove(path.c_str());
+    return 0;
+}

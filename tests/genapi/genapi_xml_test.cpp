@@ -1,0 +1,246 @@
+// The applet's GenApi description: its size protocol, and the document in a real GenApi
+// consumer whose "Device" port reads and writes through the applet's exported functions.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "applet_fixture.h"
+
+#if PELLUCID_HAVE_ARAVIS
+#include <arv.h>
+#endif
+
+namespace {
+
+class GenApiDescription : public AppletOnBoard {
+protected:
+    std::string document() {
+        size_t size = 0;
+        EXPECT_EQ(A().Fg_getParameterInfoXML(&fg, 0, nullptr, &size), 0);
+        std::string xml(size, '\0');
+        EXPECT_EQ(A().Fg_getParameterInfoXML(&fg, 0, xml.data(), &size), 0);
+        xml.resize(std::strlen(xml.c_str()));
+        return xml;
+    }
+};
+
+TEST_F(GenApiDescription, SizeProtocol) {
+    size_t size = 0;
+    ASSERT_EQ(A().Fg_getParameterInfoXML(&fg, 0, nullptr, &size), 0);
+    ASSERT_GT(size, 1u);
+    std::vector<char> buffer(size + 8, 'x');
+
+    size_t exact = size - 1;  // room for the text but not its terminating zero
+    EXPECT_EQ(A().Fg_getParameterInfoXML(&fg, 0, buffer.data(), &exact), FG_NOT_ENOUGH_MEMORY);
+    EXPECT_EQ(exact, size - 1) << "the size is left alone";
+    EXPECT_EQ(buffer[0], 'x') << "nothing is copied";
+    EXPECT_EQ(lastError(), FG_NOT_ENOUGH_MEMORY);
+
+    size_t zero = 0;
+    EXPECT_EQ(A().Fg_getParameterInfoXML(&fg, 0, buffer.data(), &zero), FG_NOT_ENOUGH_MEMORY);
+
+    size_t roomy = buffer.size();
+    ASSERT_EQ(A().Fg_getParameterInfoXML(&fg, 0, buffer.data(), &roomy), 0);
+    EXPECT_EQ(roomy, size);
+    EXPECT_EQ(std::strlen(buffer.data()), size - 1);
+    EXPECT_EQ(buffer[buffer.size() - 1], '\0') << "the rest of the buffer is zeroed";
+    EXPECT_EQ(lastError(), 0);
+
+    size_t other = 0;
+    EXPECT_EQ(A().Fg_getParameterInfoXML(&fg, 1, nullptr, &other), FG_VALUE_HAS_NO_CODE) << "port 1 is empty";
+    EXPECT_EQ(A().Fg_getParameterInfoXML(&fg, 0, nullptr, nullptr), FG_NOT_ENOUGH_MEMORY);
+}
+
+TEST_F(GenApiDescription, DocumentNamesTheDesignAndIsUtf8) {
+    const std::string xml = document();
+    EXPECT_NE(xml.find("ProductGuid=\"3c1f9a27-5b0e-4d86-a9e2-71d4c0b85f13\""), std::string::npos);
+    EXPECT_NE(xml.find("SchemaMajorVersion=\"1\" SchemaMinorVersion=\"1\""), std::string::npos);
+    EXPECT_NE(xml.find("<Unit>\xC2\xB5s</Unit>"), std::string::npos) << "the micro sign in UTF-8";
+    for (size_t at = xml.find('\xB5'); at != std::string::npos; at = xml.find('\xB5', at + 1)) {
+        EXPECT_TRUE(at > 0 && xml[at - 1] == '\xC2') << "a Latin-1 byte at " << at;
+    }
+}
+
+#if PELLUCID_HAVE_ARAVIS
+
+// ---- a GenApi device whose memory is the applet's parameters ----
+
+Fg_Struct* gApplet = nullptr;
+std::map<int, const RegisterInfo*> gRecords;
+
+bool access(guint64 address, guint32 size, void* buffer, bool write) {
+    auto setOrGet = [&](int id, void* value, int type) {
+        return write ? A().Fg_setParameterWithType(gApplet, id, value, 0, type)
+                     : A().Fg_getParameterWithType(gApplet, id, value, 0, type);
+    };
+    if (address >> 32) {  // one entry of a field parameter
+        FieldParameterInt entry{0, static_cast<uint32_t>((address & 0xffffffffu) / 4)};
+        if (write) std::memcpy(&entry.value, buffer, 4);
+        if (setOrGet(static_cast<int>(address >> 32), &entry, FG_PARAM_TYPE_STRUCT_FIELDPARAMINT) != 0) return false;
+        if (!write) std::memcpy(buffer, &entry.value, 4);
+        return true;
+    }
+    const auto it = gRecords.find(static_cast<int>(address));
+    if (it == gRecords.end()) return false;
+    switch (it->second->format) {
+        case REG_FORMAT_DOUBLE:
+            return size == 8 && setOrGet(it->first, buffer, FG_PARAM_TYPE_DOUBLE) == 0;
+        case REG_FORMAT_STRING:
+            return setOrGet(it->first, buffer, FG_PARAM_TYPE_CHAR_PTR) == 0;
+        default:
+            return setOrGet(it->first, buffer, size == 8 ? FG_PARAM_TYPE_UINT64_T : FG_PARAM_TYPE_UINT32_T) == 0;
+    }
+}
+
+gboolean readMemory(ArvDevice*, guint64 address, guint32 size, void* buffer, GError** error) {
+    std::memset(buffer, 0, size);
+    if (access(address, size, buffer, false)) return TRUE;
+    g_set_error(error, ARV_DEVICE_ERROR, ARV_DEVICE_ERROR_PROTOCOL_ERROR, "read of %llx refused",
+                static_cast<unsigned long long>(address));
+    return FALSE;
+}
+
+gboolean writeMemory(ArvDevice*, guint64 address, guint32 size, void* buffer, GError** error) {
+    if (access(address, size, buffer, true)) return TRUE;
+    g_set_error(error, ARV_DEVICE_ERROR, ARV_DEVICE_ERROR_PROTOCOL_ERROR, "write of %llx refused",
+                static_cast<unsigned long long>(address));
+    return FALSE;
+}
+
+}  // namespace
+
+extern "C" {
+struct AppletPortDevice {
+    ArvDevice parent;
+};
+struct AppletPortDeviceClass {
+    ArvDeviceClass parent_class;
+};
+G_DEFINE_TYPE(AppletPortDevice, applet_port_device, ARV_TYPE_DEVICE)
+static void applet_port_device_init(AppletPortDevice*) {}
+static void applet_port_device_class_init(AppletPortDeviceClass* klass) {
+    ARV_DEVICE_CLASS(klass)->read_memory = readMemory;
+    ARV_DEVICE_CLASS(klass)->write_memory = writeMemory;
+}
+}
+
+namespace {
+
+class GenApiConsumer : public GenApiDescription {
+protected:
+    void SetUp() override {
+        GenApiDescription::SetUp();
+        gApplet = &fg;
+        gRecords.clear();
+        collect(A().Fg_getParameterInfo(&fg, 0));
+        xml = document();
+        device = ARV_DEVICE(g_object_new(applet_port_device_get_type(), nullptr));
+        gc = arv_gc_new(device, xml.data(), xml.size());
+        ASSERT_NE(gc, nullptr);
+    }
+    void TearDown() override {
+        if (gc != nullptr) g_object_unref(gc);
+        if (device != nullptr) g_object_unref(device);
+        gApplet = nullptr;
+        GenApiDescription::TearDown();
+    }
+    void collect(const RegisterInfo* r) {
+        for (; r != nullptr; r = r->next) walk(r);
+    }
+    void walk(const RegisterInfo* r) {
+        if (r->format != REG_FORMAT_GROUP) {
+            gRecords[r->id] = r;
+            return;
+        }
+        for (int i = 0; i < r->u.gReg.nrOfElements; ++i) walk(r->u.gReg.elements[i]);
+    }
+    ArvGcNode* node(const char* name) { return arv_gc_get_node(gc, name); }
+
+    std::string xml;
+    ArvDevice* device = nullptr;
+    ArvGc* gc = nullptr;
+};
+
+TEST_F(GenApiConsumer, EveryParameterIsAFeatureWithItsRangeOrEntries) {
+    ASSERT_NE(node("Root"), nullptr);
+    for (const auto& [id, r] : gRecords) {
+        SCOPED_TRACE(r->parameterName);
+        ArvGcNode* n = node(r->parameterName);
+        ASSERT_NE(n, nullptr);
+        GError* error = nullptr;
+        switch (r->format) {
+            case REG_FORMAT_UINT:
+                ASSERT_TRUE(ARV_IS_GC_INTEGER(n));
+                EXPECT_EQ(arv_gc_integer_get_min(ARV_GC_INTEGER(n), &error), r->u.uiReg.from);
+                EXPECT_EQ(arv_gc_integer_get_max(ARV_GC_INTEGER(n), &error), r->u.uiReg.to);
+                break;
+            case REG_FORMAT_DOUBLE:
+                ASSERT_TRUE(ARV_IS_GC_FLOAT(n));
+                EXPECT_DOUBLE_EQ(arv_gc_float_get_min(ARV_GC_FLOAT(n), &error), r->u.dReg.from);
+                EXPECT_DOUBLE_EQ(arv_gc_float_get_max(ARV_GC_FLOAT(n), &error), r->u.dReg.to);
+                break;
+            case REG_FORMAT_ENUM: {
+                ASSERT_TRUE(ARV_IS_GC_ENUMERATION(n));
+                std::vector<gint64> values;
+                for (const GSList* e = arv_gc_enumeration_get_entries(ARV_GC_ENUMERATION(n)); e; e = e->next) {
+                    values.push_back(arv_gc_enum_entry_get_value(ARV_GC_ENUM_ENTRY(e->data), &error));
+                }
+                std::vector<gint64> expected(r->u.eReg.enumValues, r->u.eReg.enumValues + r->u.eReg.nrOfElements);
+                std::sort(values.begin(), values.end());
+                std::sort(expected.begin(), expected.end());
+                EXPECT_EQ(values, expected);
+                break;
+            }
+            case REG_FORMAT_STRING:
+                EXPECT_TRUE(ARV_IS_GC_STRING(n));
+                break;
+            case REG_FORMAT_UINTFIELD:
+                ASSERT_TRUE(ARV_IS_GC_INTEGER(n));
+                EXPECT_EQ(arv_gc_integer_get_max(ARV_GC_INTEGER(n), &error), r->u.uifReg.to);
+                break;
+            default:
+                ADD_FAILURE() << "kind " << r->format;
+        }
+        EXPECT_EQ(error, nullptr) << (error ? error->message : "");
+        if (error) g_clear_error(&error);
+    }
+}
+
+TEST_F(GenApiConsumer, FeaturesSetAndReadBackThroughTheApplet) {
+    GError* error = nullptr;
+    ArvGcInteger* width = ARV_GC_INTEGER(node("FG_WIDTH"));
+    arv_gc_integer_set_value(width, 512, &error);
+    ASSERT_EQ(error, nullptr) << error->message;
+    EXPECT_EQ(arv_gc_integer_get_value(width, &error), 512);
+    EXPECT_EQ(getUInt(FG_WIDTH), 512u);
+
+    ArvGcFloat* fps = ARV_GC_FLOAT(node("FG_TRIGGER_FRAMESPERSECOND"));
+    arv_gc_float_set_value(fps, 25.0, &error);
+    ASSERT_EQ(error, nullptr) << error->message;
+    EXPECT_DOUBLE_EQ(arv_gc_float_get_value(fps, &error), 25.0);
+    EXPECT_DOUBLE_EQ(getDouble(FG_TRIGGER_FRAMESPERSECOND), 25.0);
+
+    ArvGcEnumeration* format = ARV_GC_ENUMERATION(node("FG_FORMAT"));
+    ASSERT_TRUE(arv_gc_enumeration_set_string_value(format, "FG_COL48", &error));
+    EXPECT_STREQ(arv_gc_enumeration_get_string_value(format, &error), "FG_COL48");
+    EXPECT_EQ(getUInt(FG_FORMAT), 6u);
+
+    ArvGcString* hap = ARV_GC_STRING(node("FG_HAP_FILE"));
+    EXPECT_STREQ(arv_gc_string_get_value(hap, &error), "Pellucid.hap");
+    EXPECT_EQ(error, nullptr);
+}
+
+#else
+
+TEST(GenApiConsumer, NeedsTheGenApiLibrary) {
+    GTEST_SKIP() << "the GenApi consumer test needs Aravis: apt-get install libaravis-dev libusb-1.0-0-dev";
+}
+
+#endif
+
+}  // namespace
