@@ -1,0 +1,206 @@
+// Saving and loading the applet's configuration through the exported functions.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <clocale>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <sstream>
+#include <string>
+
+#include "applet_fixture.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+std::string readText(const fs::path& path) {
+    std::ifstream in(path, std::ios::binary);
+    std::stringstream s;
+    s << in.rdbuf();
+    return s.str();
+}
+
+void writeText(const fs::path& path, const std::string& text) { std::ofstream(path, std::ios::binary) << text; }
+
+class Configuration : public AppletOnBoard {
+protected:
+    void SetUp() override {
+        AppletOnBoard::SetUp();
+        folder = fs::temp_directory_path() / ("pellucid-config-" + std::to_string(getpid()));
+        fs::create_directories(folder);
+    }
+    void TearDown() override {
+        fs::remove_all(folder);
+        AppletOnBoard::TearDown();
+    }
+    std::string save(const std::string& name) {
+        const fs::path path = folder / name;
+        EXPECT_EQ(A().Fg_saveConfig(&fg, path.c_str()), 0);
+        return readText(path);
+    }
+    int load(const fs::path& path) { return A().Fg_loadConfig(&fg, path.c_str()); }
+    // A fresh applet object on the same board, as after closing and opening it again.
+    void reopen() {
+        A().Fg_FreeGrabber(&fg);
+        int error = 1;
+        fg.Master = A().Std_entry(QorvBoardOpen(0), &error, 0);
+        ASSERT_EQ(error, 0);
+    }
+    fs::path folder;
+};
+
+TEST_F(Configuration, DefaultConfigurationIsSavedByteForByte) {
+    EXPECT_EQ(save("default.mcf"), readText(PELLUCID_EXPECTED_DEFAULT_MCF));
+}
+
+TEST_F(Configuration, DoublesAreWrittenWithAPointUnderACommaLocale) {
+    const std::string old = std::setlocale(LC_ALL, nullptr);
+    if (std::setlocale(LC_ALL, "de_DE.UTF-8") == nullptr) GTEST_SKIP() << "install the de_DE.UTF-8 locale";
+    ASSERT_EQ(setDouble(FG_SCALINGFACTOR_RED, 1.5), 0);
+    const std::string text = save("comma.mcf");
+    ASSERT_EQ(load(folder / "comma.mcf"), 0);
+    const double red = getDouble(FG_SCALINGFACTOR_RED);
+    std::setlocale(LC_ALL, old.c_str());
+    EXPECT_NE(text.find("FG_SCALINGFACTOR_RED=1.5;\n"), std::string::npos);
+    EXPECT_EQ(red, 1.5);
+}
+
+// A state, set through the exported interface, that a saved file must bring back.
+struct State {
+    const char* name;
+    std::function<void(Configuration&)> apply;
+};
+
+class RoundTrip : public Configuration, public ::testing::WithParamInterface<State> {
+public:
+    using Configuration::setDouble;
+    using Configuration::setUInt;
+};
+
+TEST_P(RoundTrip, ASavedFileLoadsBackFromAnotherState) {
+    GetParam().apply(*this);
+    const std::string saved = save("state.mcf");
+    reopen();
+    ASSERT_EQ(setUInt(FG_WIDTH, 2048), 0);  // start from somewhere else
+    ASSERT_EQ(setDouble(FG_PROCESSING_GAIN, 3.0), 0);
+    ASSERT_EQ(load(folder / "state.mcf"), 0) << lastError();
+    EXPECT_EQ(lastError(), 0);
+    EXPECT_EQ(save("again.mcf"), saved) << "every cached value is back";
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    States, RoundTrip,
+    ::testing::Values(
+        State{"defaults", [](Configuration&) {}},
+        State{"image path",
+              [](Configuration& c) {
+                  auto& t = static_cast<RoundTrip&>(c);
+                  ASSERT_EQ(t.setUInt(FG_WIDTH, 512), 0);
+                  ASSERT_EQ(t.setUInt(FG_XOFFSET, 16), 0);
+                  ASSERT_EQ(t.setUInt(FG_YOFFSET, 3), 0);
+                  ASSERT_EQ(t.setUInt(FG_FORMAT, 6), 0);
+                  ASSERT_EQ(t.setUInt(FG_BAYERINIT, 1), 0);
+                  ASSERT_EQ(t.setDouble(FG_PROCESSING_GAIN, 1.25), 0);
+                  ASSERT_EQ(t.setDouble(FG_PROCESSING_GAMMA, 2.2), 0);
+                  ASSERT_EQ(t.setUInt(FG_IMG_SELECT_PERIOD, 4), 0);
+                  ASSERT_EQ(t.setUInt(FG_IMG_SELECT, 3), 0);
+                  ASSERT_EQ(t.setDouble(FG_GEN_FREQ, 12.5), 0);
+                  ASSERT_EQ(t.setUInt(FG_GEN_TAP3, 0), 0);
+              }},
+        State{"software trigger",
+              [](Configuration& c) {
+                  auto& t = static_cast<RoundTrip&>(c);
+                  ASSERT_EQ(t.setUInt(FG_AREATRIGGERMODE, 4), 0);
+                  ASSERT_EQ(t.setUInt(FG_TRIGGERSTATE, 0), 0);
+                  ASSERT_EQ(t.setUInt(FG_TRIGGERQUEUE_MODE, 1), 0);
+                  ASSERT_EQ(t.setDouble(FG_TRIGGER_FRAMESPERSECOND, 100.0), 0);
+                  ASSERT_EQ(t.setUInt(FG_TRIGGER_PULSEFORMGEN1_DOWNSCALE, 3), 0);
+                  ASSERT_EQ(t.setUInt(FG_TRIGGER_PULSEFORMGEN1_DOWNSCALE_PHASE, 2), 0);
+                  ASSERT_EQ(t.setDouble(FG_TRIGGER_PULSEFORMGEN1_DELAY, 100.0), 0);
+                  ASSERT_EQ(t.setUInt(FG_TRIGGERIN_DOWNSCALE, 5), 0);
+                  ASSERT_EQ(t.setUInt(FG_TRIGGEROUT_SELECT3, 11), 0);
+              }},
+        State{"legacy trigger", [](Configuration& c) {
+                  auto& t = static_cast<RoundTrip&>(c);
+                  ASSERT_EQ(t.setUInt(FG_TRIGGER_LEGACY_MODE, 1), 0);
+                  ASSERT_EQ(t.setUInt(FG_TRIGGERMODE, 1), 0);
+                  ASSERT_EQ(t.setUInt(FG_EXSYNCON, 1), 0);
+                  ASSERT_EQ(t.setUInt(FG_EXPOSURE, 2000), 0);
+                  ASSERT_EQ(t.setUInt(FG_CCSEL1, 2), 0);
+                  ASSERT_EQ(t.setUInt(FG_DIGIO_OUTPUT, 1), 0);
+              }}),
+    [](const ::testing::TestParamInfo<State>& info) {
+        std::string name = info.param.name;
+        for (char& c : name) c = std::isalnum(static_cast<unsigned char>(c)) ? c : '_';
+        return name;
+    });
+
+TEST_F(Configuration, AMissingKeyFailsTheFirstPassAfterOverwritingEarlierCaches) {
+    std::string text = save("full.mcf");
+    const size_t at = text.find("FG_DIGIO_OUTPUT=");
+    ASSERT_NE(at, std::string::npos);
+    text.erase(at, text.find('\n', at) - at + 1);
+    // The width is read (into its cache) before the missing key is noticed; no setter runs.
+    const size_t width = text.find("FG_WIDTH=1024;");
+    ASSERT_NE(width, std::string::npos);
+    text.replace(width, 14, "FG_WIDTH=256;");
+    writeText(folder / "short.mcf", text);
+    vboard::control::clearJournal();
+    EXPECT_EQ(load(folder / "short.mcf"), FG_CONFIG_LOAD_FAILED);
+    EXPECT_EQ(lastError(), FG_CONFIG_LOAD_FAILED);
+    EXPECT_EQ(getUInt(FG_WIDTH), 256u);
+    EXPECT_THAT(vboard::control::writes(), ::testing::IsEmpty());
+}
+
+TEST_F(Configuration, HeaderRulesDecideWhetherALoadStarts) {
+    const std::string good = save("good.mcf");
+    struct Case {
+        const char* what;
+        std::string text;
+        const char* file;
+        int result;
+    };
+    auto replaced = [&](const std::string& from, const std::string& to) {
+        std::string t = good;
+        t.replace(t.find(from), from.size(), to);
+        return t;
+    };
+    const Case cases[] = {
+        {"another applet's file", replaced("Typ='Pellucid'", "Typ='Other'"), "other.mcf", FG_CONFIG_LOAD_FAILED},
+        {"no maker", replaced("Hersteller=", "Maker="), "maker.mcf", FG_CONFIG_LOAD_FAILED},
+        {"no active port", replaced("AktivePort=", "Port="), "port.mcf", FG_CONFIG_LOAD_FAILED},
+        {"not a configuration file name", good, "good.txt", FG_CONFIG_LOAD_FAILED},
+        {"no port section", replaced("[Port A]", "[Port Z]"), "section.mcf", FG_CONFIG_LOAD_FAILED},
+    };
+    for (const Case& c : cases) {
+        writeText(folder / c.file, c.text);
+        EXPECT_EQ(load(folder / c.file), c.result) << c.what;
+        EXPECT_EQ(lastError(), FG_CONFIG_LOAD_FAILED) << c.what;
+    }
+    EXPECT_EQ(load(folder / "missing.mcf"), FG_FILE_NOT_FOUND);
+    EXPECT_EQ(lastError(), FG_CONFIG_LOAD_FAILED) << "the last error says the load failed";
+    EXPECT_EQ(A().Fg_saveConfig(&fg, (folder / "no" / "such.mcf").c_str()), FG_FILE_ACCESS_FAILED);
+    EXPECT_EQ(A().Fg_saveConfig(&fg, (folder / "plain.txt").c_str()), FG_FILE_ACCESS_FAILED);
+    EXPECT_EQ(lastError(), FG_FILE_ACCESS_FAILED);
+    EXPECT_EQ(load(folder / "good.mcf"), 0);
+}
+
+TEST_F(Configuration, TruncatedFilesFailCleanly) {
+    const std::string good = save("good.mcf");
+    // Every cut before the last key's "=" loses that key; after it the key reads, perhaps empty.
+    const size_t lastKey = good.find("FG_DIGIO_OUTPUT=");
+    ASSERT_NE(lastKey, std::string::npos);
+    for (size_t cut = 0; cut < lastKey + 16; cut += 3) {
+        writeText(folder / "cut.mcf", good.substr(0, cut));
+        EXPECT_EQ(load(folder / "cut.mcf"), FG_CONFIG_LOAD_FAILED) << cut;
+    }
+    const size_t lineStart = good.find('\n', 300) + 1;
+    writeText(folder / "garbage.mcf",
+              good.substr(0, lineStart) + std::string("\0\xff=;'\n", 6) + good.substr(lineStart));
+    EXPECT_EQ(load(folder / "garbage.mcf"), 0) << "a garbled line between keys is skipped";
+}
+
+}  // namespace
