@@ -174,6 +174,12 @@ TEST_F(Configuration, HeaderRulesDecideWhetherALoadStarts) {
         {"no active port", replaced("AktivePort=", "Port="), "port.mcf", FG_CONFIG_LOAD_FAILED},
         {"not a configuration file name", good, "good.txt", FG_CONFIG_LOAD_FAILED},
         {"no port section", replaced("[Port A]", "[Port Z]"), "section.mcf", FG_CONFIG_LOAD_FAILED},
+        {"a width off the 16-pixel grid", replaced("FG_WIDTH=1024;", "FG_WIDTH=1000;"), "grid.mcf",
+         FG_CONFIG_LOAD_FAILED},
+        {"a value outside its enumeration", replaced("FG_FORMAT=2;", "FG_FORMAT=3;"), "enum.mcf",
+         FG_CONFIG_LOAD_FAILED},
+        {"width and x offset beyond the buffer", replaced("FG_XOFFSET=0;", "FG_XOFFSET=15376;"), "roi.mcf",
+         FG_CONFIG_LOAD_FAILED},
     };
     for (const Case& c : cases) {
         writeText(folder / c.file, c.text);
@@ -186,6 +192,11 @@ TEST_F(Configuration, HeaderRulesDecideWhetherALoadStarts) {
     EXPECT_EQ(A().Fg_saveConfig(&fg, (folder / "plain.txt").c_str()), FG_FILE_ACCESS_FAILED);
     EXPECT_EQ(lastError(), FG_FILE_ACCESS_FAILED);
     EXPECT_EQ(load(folder / "good.mcf"), 0);
+
+    // A key given twice: the first line after the section header counts.
+    writeText(folder / "twice.mcf", replaced("FG_HEIGHT=1024;", "FG_HEIGHT=480;\nFG_HEIGHT=1024;"));
+    EXPECT_EQ(load(folder / "twice.mcf"), 0);
+    EXPECT_EQ(getUInt(FG_HEIGHT), 480u);
 }
 
 TEST_F(Configuration, TruncatedFilesFailCleanly) {
@@ -193,7 +204,7 @@ TEST_F(Configuration, TruncatedFilesFailCleanly) {
     // Every cut before the last key's "=" loses that key; after it the key reads, perhaps empty.
     const size_t lastKey = good.find("FG_DIGIO_OUTPUT=");
     ASSERT_NE(lastKey, std::string::npos);
-    for (size_t cut = 0; cut < lastKey + 16; cut += 3) {
+    for (size_t cut = 0; cut < lastKey + 16; ++cut) {
         writeText(folder / "cut.mcf", good.substr(0, cut));
         EXPECT_EQ(load(folder / "cut.mcf"), FG_CONFIG_LOAD_FAILED) << cut;
     }
