@@ -6,6 +6,7 @@
 #include <cctype>
 #include <cstdlib>
 
+#include "LegacyTriggerParameters.h"
 #include "fg_constants.h"
 #include "haprt.h"
 #include "qorv_hw.h"
@@ -118,12 +119,6 @@ constexpr Default kDefaults[] = {
     {FG_DIGIO_OUTPUT, 3},
 };
 static_assert(std::size(kDefaults) == 87);
-
-// The legacy trigger parameters: published read-write-change, narrowed to read-only at start.
-constexpr int kLegacyTriggerParameters[] = {
-    FG_TRIGGERMODE,      FG_EXSYNCON,       FG_FLASHON, FG_EXPOSURE, FG_EXSYNCDELAY,
-    FG_EXSYNCPOLARITY,   FG_STROBEPULSEDELAY, FG_FLASH_POLARITY, FG_PRESCALER, FG_CCSEL0,
-    FG_CCSEL1,           FG_CCSEL2,         FG_CCSEL3,  FG_DIGIO_OUTPUT};
 
 }  // namespace
 

@@ -6,6 +6,7 @@
 
 #include "AppletWrapper.h"
 #include "Fg_ConfigFileParser.h"
+#include "LegacyTriggerParameters.h"
 
 namespace {
 
@@ -45,25 +46,13 @@ constexpr int kConfigKeys[] = {
     FG_EXSYNCPOLARITY, FG_STROBEPULSEDELAY, FG_FLASH_POLARITY, FG_PRESCALER, FG_CCSEL0, FG_CCSEL1, FG_CCSEL2,
     FG_CCSEL3, FG_DIGIO_OUTPUT};
 
-constexpr int kLegacyKeys[] = {FG_TRIGGERMODE,      FG_EXSYNCON,       FG_FLASHON,   FG_EXPOSURE,
-                               FG_EXSYNCDELAY,      FG_EXSYNCPOLARITY, FG_STROBEPULSEDELAY,
-                               FG_FLASH_POLARITY,   FG_PRESCALER,      FG_CCSEL0,    FG_CCSEL1,
-                               FG_CCSEL2,           FG_CCSEL3,         FG_DIGIO_OUTPUT};
-
-// The parameters of the trigger system that the legacy mode locks while it drives them.
-constexpr int kGuardedTriggerKeys[] = {
-    FG_AREATRIGGERMODE, FG_TRIGGERSTATE, FG_TRIGGER_FRAMESPERSECOND, FG_TRIGGERIN_DEBOUNCE, FG_TRIGGERIN_DOWNSCALE,
-    FG_TRIGGERIN_DOWNSCALE_PHASE, FG_TRIGGERIN_BYPASS_SRC, FG_TRIGGER_MULTIPLY_PULSES, FG_TRIGGERQUEUE_MODE,
-    FG_TRIGGER_QUEUE_FILLLEVEL_EVENT_ON_THRESHOLD, FG_TRIGGER_QUEUE_FILLLEVEL_EVENT_OFF_THRESHOLD,
-    FG_TRIGGER_PULSEFORMGEN0_DOWNSCALE, FG_TRIGGER_PULSEFORMGEN0_DOWNSCALE_PHASE, FG_TRIGGER_PULSEFORMGEN0_DELAY,
-    FG_TRIGGER_PULSEFORMGEN0_WIDTH, FG_TRIGGER_PULSEFORMGEN1_DOWNSCALE, FG_TRIGGER_PULSEFORMGEN1_DOWNSCALE_PHASE,
-    FG_TRIGGER_PULSEFORMGEN1_DELAY, FG_TRIGGER_PULSEFORMGEN1_WIDTH, FG_TRIGGER_PULSEFORMGEN2_DOWNSCALE,
-    FG_TRIGGER_PULSEFORMGEN2_DOWNSCALE_PHASE, FG_TRIGGER_PULSEFORMGEN2_DELAY, FG_TRIGGER_PULSEFORMGEN2_WIDTH,
-    FG_TRIGGER_PULSEFORMGEN3_DOWNSCALE, FG_TRIGGER_PULSEFORMGEN3_DOWNSCALE_PHASE, FG_TRIGGER_PULSEFORMGEN3_DELAY,
-    FG_TRIGGER_PULSEFORMGEN3_WIDTH, FG_TRIGGERCC_SELECT0, FG_TRIGGERCC_SELECT1, FG_TRIGGERCC_SELECT2,
-    FG_TRIGGERCC_SELECT3, FG_TRIGGEROUT_SELECT0, FG_TRIGGEROUT_SELECT1, FG_TRIGGEROUT_SELECT2, FG_TRIGGEROUT_SELECT3,
-    FG_TRIGGEROUT_SELECT4, FG_TRIGGEROUT_SELECT5, FG_TRIGGEROUT_SELECT6, FG_TRIGGEROUT_SELECT7,
-    FG_TRIGGEROUT_STATS_SOURCE, FG_TRIGGER_OUTPUT_EVENT_SELECT};
+// The trigger keys (from the area trigger mode to the output event select) that the legacy
+// mode locks while it drives them: all but the input source and polarity.
+bool isGuardedTriggerKey(int id) {
+    const int* first = std::find(std::begin(kConfigKeys), std::end(kConfigKeys), FG_AREATRIGGERMODE);
+    const int* last = std::find(first, std::end(kConfigKeys), FG_TRIGGER_OUTPUT_EVENT_SELECT) + 1;
+    return std::find(first, last, id) != last && id != FG_TRIGGERIN_SRC && id != FG_TRIGGERIN_POLARITY;
+}
 
 // Applied through FG_LUT_TYPE, which loads the file or computes the table from their caches.
 constexpr int kAppliedByLutType[] = {FG_LUT_CUSTOM_FILE, FG_PROCESSING_OFFSET, FG_PROCESSING_GAIN,
@@ -237,7 +226,7 @@ bool FgZeWrapperImpl::loadConfig(Fg_ConfigFileParser& parser) {
         const bool legacy = number != 0;
         for (int id : kConfigKeys) {
             if (id == FG_TRIGGER_LEGACY_MODE || among(kAppliedByLutType, id)) continue;
-            if (legacy ? among(kGuardedTriggerKeys, id) : among(kLegacyKeys, id)) continue;
+            if (legacy ? isGuardedTriggerKey(id) : among(kLegacyTriggerParameters, id)) continue;
             if (!readConfigKey(parser, id, number, text)) return false;
             setFromNumber(id, number, true);
         }

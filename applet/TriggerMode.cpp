@@ -2,6 +2,7 @@
 // routines they are built from, and the access modes of the trigger parameters.
 #include "AppletWrapper.h"
 #include "EnumTables.h"
+#include "LegacyTriggerParameters.h"
 
 namespace enums = pellucid::enums;
 
@@ -66,12 +67,6 @@ constexpr int kTriggerParameters[] = {
 };
 static_assert(std::size(kTriggerParameters) == 44);
 
-// The legacy interface: read-write-change only while legacy mode is on.
-constexpr int kLegacyParameters[] = {
-    FG_TRIGGERMODE,    FG_EXSYNCON,         FG_FLASHON,        FG_EXPOSURE,    FG_EXSYNCDELAY,
-    FG_EXSYNCPOLARITY, FG_STROBEPULSEDELAY, FG_FLASH_POLARITY, FG_PRESCALER,   FG_CCSEL0,
-    FG_CCSEL1,         FG_CCSEL2,           FG_CCSEL3,         FG_DIGIO_OUTPUT};
-
 }  // namespace
 
 // ---- design access and guards ----
@@ -112,11 +107,11 @@ void FgZeWrapperImpl::refreshTriggerAccessModes_P0(uint32_t newMode) {
 
 void FgZeWrapperImpl::applyLegacyAccessModes_P0() {
     if (legacyModeOn()) {
-        for (int id : kLegacyParameters) setAccess(id, FG_ACCESS_READ_WRITE_CHANGE);
+        for (int id : kLegacyTriggerParameters) setAccess(id, FG_ACCESS_READ_WRITE_CHANGE);
         for (int id : kTriggerParameters) setAccess(id, FG_ACCESS_READ);
         return;
     }
-    for (int id : kLegacyParameters) setAccess(id, FG_ACCESS_READ);
+    for (int id : kLegacyTriggerParameters) setAccess(id, FG_ACCESS_READ);
     refreshTriggerAccessModes_P0(cache_FG_AREATRIGGERMODE_P0);
 }
 

@@ -12,20 +12,6 @@
 
 class ImagePath : public AppletOnBoard {
   protected:
-    const RegisterInfo* description(int id) {
-        const RegisterInfo* found = nullptr;
-        auto search = [&](const RegisterInfo* r, auto&& self) -> void {
-            if (r == nullptr || found != nullptr) return;
-            if (r->format != REG_FORMAT_GROUP) {
-                if (r->id == id) found = r;
-                return;
-            }
-            for (int i = 0; i < r->u.gReg.nrOfElements; ++i) self(r->u.gReg.elements[i], self);
-        };
-        for (const RegisterInfo* g = A().Fg_getParameterInfo(&fg, 0); g != nullptr; g = g->next)
-            search(g, search);
-        return found;
-    }
     uint32_t maximumOf(int id) {
         const RegisterInfo* r = description(id);
         return r != nullptr ? r->u.uiReg.to : 0;

@@ -41,5 +41,20 @@ protected:
     int setDouble(int id, double v) { return A().Fg_setParameterWithType(&fg, id, &v, 0, FG_PARAM_TYPE_DOUBLE); }
     int lastError() { return A().Fg_getLastErrorNumber(&fg); }
 
+    // The description record the applet publishes for `id`, or null.
+    const RegisterInfo* description(int id) {
+        const RegisterInfo* found = nullptr;
+        auto search = [&](const RegisterInfo* r, auto&& self) -> void {
+            if (r == nullptr || found != nullptr) return;
+            if (r->format != REG_FORMAT_GROUP) {
+                if (r->id == id) found = r;
+                return;
+            }
+            for (int i = 0; i < r->u.gReg.nrOfElements; ++i) self(r->u.gReg.elements[i], self);
+        };
+        for (const RegisterInfo* g = A().Fg_getParameterInfo(&fg, 0); g != nullptr; g = g->next) search(g, search);
+        return found;
+    }
+
     Fg_Struct fg{};
 };

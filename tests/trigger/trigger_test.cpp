@@ -35,20 +35,7 @@ enum : uint32_t { Generator = 1, External = 2, Software = 4, Active = 0, AsyncSt
 
 class Trigger : public AppletOnBoard {
   protected:
-    const RegisterInfo* record(int id) {
-        const RegisterInfo* found = nullptr;
-        auto walk = [&](const RegisterInfo* r, auto&& self) -> void {
-            if (r == nullptr || found != nullptr) return;
-            if (r->format != REG_FORMAT_GROUP) {
-                if (r->id == id) found = r;
-                return;
-            }
-            for (int i = 0; i < r->u.gReg.nrOfElements; ++i) self(r->u.gReg.elements[i], self);
-        };
-        for (const RegisterInfo* g = A().Fg_getParameterInfo(&fg, 0); g != nullptr; g = g->next)
-            walk(g, walk);
-        return found;
-    }
+    const RegisterInfo* record(int id) { return description(id); }
     int access(int id) { return record(id)->accessFlags; }
     // Software mode, active, with the queue on or off and the generator ready.
     void softwareMode(uint32_t queue) {
