@@ -1,8 +1,8 @@
 // Entry points of the applet library: Std_entry builds the applet object for a board, Info
 // answers questions about the library that need no board.
 #include <cstdlib>
-#include <string>
 #include <new>
+#include <string>
 
 #include "AppletHap.h"
 #include "AppletIcon.h"
@@ -73,7 +73,9 @@ APPLET_EXPORT int Info(int query, const void** data, uint64_t* size, int* dataTy
         *dataType = type;
         return 0;
     };
-    auto text = [&](const char* s) { return answer(s, std::char_traits<char>::length(s) + 1, FG_PARAM_TYPE_CHAR_PTR); };
+    auto text = [&](const char* s) {
+        return answer(s, std::char_traits<char>::length(s) + 1, FG_PARAM_TYPE_CHAR_PTR);
+    };
     static const uint32_t typeCode = FgZeWrapperImpl::kDesignTypeCode;
     switch (query) {
         case INFO_APPLET_ICON:

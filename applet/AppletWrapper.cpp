@@ -122,7 +122,9 @@ static_assert(std::size(kDefaults) == 87);
 
 }  // namespace
 
-FgZeWrapperImpl::FgZeWrapperImpl() { draEnabled = environmentSwitch("QORV_ENABLE_DRA", {"yes", "true", "1"}); }
+FgZeWrapperImpl::FgZeWrapperImpl() {
+    draEnabled = environmentSwitch("QORV_ENABLE_DRA", {"yes", "true", "1"});
+}
 
 FgZeWrapperImpl::~FgZeWrapperImpl() noexcept = default;
 
@@ -164,7 +166,8 @@ void FgZeWrapperImpl::setDefaultValues() {
     for (const Default& d : kDefaults) setFromNumber(d.id, d.value, false);
 }
 
-void FgZeWrapperImpl::writeDesign(int designId, const void* value, int dmaIndex, int type, bool throwOnError) {
+void FgZeWrapperImpl::writeDesign(int designId, const void* value, int dmaIndex, int type,
+                                  bool throwOnError) {
     if (value == nullptr) return refuse(FG_INVALID_PARAMETER, throwOnError);
     const int rc = wrapperFg()->DLL_Fg_setParameterWithType(fglibFg(), designId, value,
                                                             static_cast<unsigned>(dmaIndex), type);

@@ -13,7 +13,7 @@
 #include "qorv/templates/patterns/GenericLock.h"
 
 class FgZeWrapperImpl : public FgZeWrapper {
-public:
+  public:
     static constexpr const char* kAppletName = "Pellucid";
     static constexpr const char* kAppletVersion = "1.2";
     static constexpr const char* kDesignFileName = "Pellucid.hap";
@@ -85,19 +85,24 @@ public:
 #define PARAM_DECL_SET_NONE(setFn, cache, ArgT, CacheT)
 #define PARAM_DECL_GET_OWN(getFn, cache, OutT) void getFn(OutT out);
 #define PARAM_DECL_GET_CACHE(getFn, cache, OutT) \
-    void getFn(OutT out) { copyOut(cache, out); }
+    void getFn(OutT out) {                       \
+        copyOut(cache, out);                     \
+    }
 #define PARAM_DECL_GET_NONE(getFn, cache, OutT)
-#define PARAM_UINT(N, group, from, to, step, access, rangeFlag, unit, set, get, help) \
-    PARAM_DECLARE(set_sdk_param_##N##_P0, get_sdk_param_##N##_P0, cache_##N##_P0, set, get, uint32_t, uint32_t*, uint32_t)
-#define PARAM_ENUM(N, group, table, access, rangeFlag, unit, set, get, help) \
-    PARAM_DECLARE(set_sdk_param_##N##_P0, get_sdk_param_##N##_P0, cache_##N##_P0, set, get, uint32_t, uint32_t*, uint32_t)
-#define PARAM_DOUBLE(N, group, from, to, step, access, rangeFlag, unit, set, get, help) \
-    PARAM_DECLARE(set_sdk_param_##N##_P0, get_sdk_param_##N##_P0, cache_##N##_P0, set, get, double, double*, double)
-#define PARAM_STRING(N, group, pattern, access, rangeFlag, unit, set, get, help)                                \
-    PARAM_DECLARE(set_sdk_param_##N##_P0, get_sdk_param_##N##_P0, cache_##N##_P0, set, get, const char*, char*, \
-                  std::string)
-#define PARAM_FIELD(N, group, entries, from, to, access, rangeFlag, unit, set, get, help)                     \
-    PARAM_DECLARE(set_sdk_param_##N##_P0, get_sdk_param_##N##_P0, cache_##N##_P0, set, get,                    \
+#define PARAM_UINT(N, group, from, to, step, access, rangeFlag, unit, set, get, help)                 \
+    PARAM_DECLARE(set_sdk_param_##N##_P0, get_sdk_param_##N##_P0, cache_##N##_P0, set, get, uint32_t, \
+                  uint32_t*, uint32_t)
+#define PARAM_ENUM(N, group, table, access, rangeFlag, unit, set, get, help)                          \
+    PARAM_DECLARE(set_sdk_param_##N##_P0, get_sdk_param_##N##_P0, cache_##N##_P0, set, get, uint32_t, \
+                  uint32_t*, uint32_t)
+#define PARAM_DOUBLE(N, group, from, to, step, access, rangeFlag, unit, set, get, help)                      \
+    PARAM_DECLARE(set_sdk_param_##N##_P0, get_sdk_param_##N##_P0, cache_##N##_P0, set, get, double, double*, \
+                  double)
+#define PARAM_STRING(N, group, pattern, access, rangeFlag, unit, set, get, help)                         \
+    PARAM_DECLARE(set_sdk_param_##N##_P0, get_sdk_param_##N##_P0, cache_##N##_P0, set, get, const char*, \
+                  char*, std::string)
+#define PARAM_FIELD(N, group, entries, from, to, access, rangeFlag, unit, set, get, help)   \
+    PARAM_DECLARE(set_sdk_param_##N##_P0, get_sdk_param_##N##_P0, cache_##N##_P0, set, get, \
                   const FieldParameterInt_s*, FieldParameterInt_s*, LutArray)
 #include "ParameterList.h"
 #undef PARAM_DECLARE
@@ -116,13 +121,13 @@ public:
     // Raw camera-simulator registers.
     int writeRegister(int registerId, uint64_t value);
 
-#define DESIGN_PARAM(name)                                                                \
-    int id_##name = -1;                                                                   \
+#define DESIGN_PARAM(name)                                                                   \
+    int id_##name = -1;                                                                      \
     void set_ze_param_##name(const void* value, int dmaIndex, int type, bool throwOnError) { \
-        writeDesign(id_##name, value, dmaIndex, type, throwOnError);                      \
-    }                                                                                     \
-    void get_ze_param_##name(void* value, int dmaIndex, int type, bool throwOnError) {    \
-        readDesign(id_##name, value, dmaIndex, type, throwOnError);                       \
+        writeDesign(id_##name, value, dmaIndex, type, throwOnError);                         \
+    }                                                                                        \
+    void get_ze_param_##name(void* value, int dmaIndex, int type, bool throwOnError) {       \
+        readDesign(id_##name, value, dmaIndex, type, throwOnError);                          \
     }
 #define DESIGN_REGISTER(name) int reg_##name = -1;
 #include "DesignParameters.h"
@@ -167,7 +172,8 @@ public:
 
     // ---- trigger system ----
     // The one place where the design's trigger blocks are started, stopped and re-routed.
-    void switchTriggerModeAndState_P0(uint32_t oldMode, uint32_t oldState, uint32_t newMode, uint32_t newState);
+    void switchTriggerModeAndState_P0(uint32_t oldMode, uint32_t oldState, uint32_t newMode,
+                                      uint32_t newState);
     void triggerGeneratorEnable_P0(bool enable);
     void triggerOutputsEnable_P0(bool enable);
     void triggerResetQueue_P0();
@@ -175,7 +181,7 @@ public:
     void triggerClearPulseFormDownscales_P0();
     void setAllTriggerAccessModesToRWC_P0();
 
-private:
+  private:
     template <typename Arg>
     void dispatchSet(int id, const Arg& arg, bool throwOnError);
 
@@ -240,13 +246,13 @@ private:
     int64_t lastSoftwarePulseNs = 0;
     // Sets legacyUpdateActive for one scope and puts the previous value back.
     class LegacyUpdateScope {
-    public:
+      public:
         explicit LegacyUpdateScope(bool& flag) : flag_(flag), previous_(flag) { flag_ = true; }
         ~LegacyUpdateScope() { flag_ = previous_; }
         LegacyUpdateScope(const LegacyUpdateScope&) = delete;
         LegacyUpdateScope& operator=(const LegacyUpdateScope&) = delete;
 
-    private:
+      private:
         bool& flag_;
         bool previous_;
     };
@@ -256,7 +262,9 @@ private:
     uint64_t triggerFetch(int designId);
     // -2070 while legacy mode owns the trigger system and no legacy setter drives it.
     void guardLegacy() const;
-    bool legacyModeOn() const { return cache_FG_TRIGGER_LEGACY_MODE_P0 == 1; }
+    bool legacyModeOn() const {
+        return cache_FG_TRIGGER_LEGACY_MODE_P0 == 1;
+    }
     void setAccess(int id, int access);
     // Access refresh after a transition; legacy mode keeps the trigger parameters read-only.
     void refreshTriggerAccessModes_P0(uint32_t newMode);
@@ -283,7 +291,8 @@ private:
     void setPulseFormWidth(int g, double value, bool throwOnError);
 
     // The twelve output lines: camera-control lines 0..3, then trigger outputs 0..7.
-    void setOutputLine(uint32_t& cache, uint32_t value, bool throwOnError, int designSelect, int designInvert);
+    void setOutputLine(uint32_t& cache, uint32_t value, bool throwOnError, int designSelect,
+                       int designInvert);
 
     // Legacy camera-control line k as its cached signal, polarities and enables make it.
     void applyLegacyCcLine_P0(int k);

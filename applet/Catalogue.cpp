@@ -14,10 +14,12 @@ namespace {
 template <size_t N>
 RegisterInfo* addEnum(Fg_ParameterInfo& reg, RegisterInfo* group, const char* name,
                       const EnumField_ (&table)[N], int access, int rangeFlag, const char* unit, int id) {
-    RegisterInfo* r = reg.addInfoEnum(group, name, name, static_cast<int>(N), access, rangeFlag, 1, unit, id, 0);
+    RegisterInfo* r =
+        reg.addInfoEnum(group, name, name, static_cast<int>(N), access, rangeFlag, 1, unit, id, 0);
     if (r == nullptr) return nullptr;
     for (size_t i = 0; i < N; ++i) {
-        reg.addEnumNameValue(r, static_cast<int>(i), table[i].name, static_cast<int>(table[i].value), table[i].defName);
+        reg.addEnumNameValue(r, static_cast<int>(i), table[i].name, static_cast<int>(table[i].value),
+                             table[i].defName);
     }
     return r;
 }
@@ -39,8 +41,9 @@ void FgZeWrapperImpl::createUserParameters() {
     remember(addEnum(reg, group_##group, #N, enums::table, access, rangeFlag, unit, N));
 #define PARAM_STRING(N, group, pattern, access, rangeFlag, unit, set, get, help) \
     remember(reg.addInfoString(group_##group, #N, #N, pattern, access, rangeFlag, 1, unit, N, 0));
-#define PARAM_FIELD(N, group, entries, from, to, access, rangeFlag, unit, set, get, help) \
-    remember(reg.addInfoUIntField(group_##group, #N, #N, entries, from, to, 0, access, rangeFlag, 1, unit, N, 0));
+#define PARAM_FIELD(N, group, entries, from, to, access, rangeFlag, unit, set, get, help)                  \
+    remember(reg.addInfoUIntField(group_##group, #N, #N, entries, from, to, 0, access, rangeFlag, 1, unit, \
+                                  N, 0));
 #include "ParameterList.h"
     (void)group_TOP;
 
@@ -59,11 +62,12 @@ void FgZeWrapperImpl::addDirectRegisterParameters(RegisterInfo* group) {
         const int id = FG_DIRECT_REGISTER_ID_BASE + number;
         const int access = HapGetRegisterDirection(designHandle(), number) == 1 ? ACC_R : ACC_RWC;
         RegisterInfo* r =
-            width <= 32 ? reg.addInfoUInt(group, full.c_str(), full.c_str(), 0,
-                                          static_cast<uint32_t>(width == 32 ? ~0u : (1u << width) - 1), 1, access, 1,
-                                          1, "", id, 0)
-                        : reg.addInfoUInt64(group, full.c_str(), full.c_str(), 0,
-                                            width == 64 ? ~0ull : (1ull << width) - 1, 1, access, 1, 1, "", id, 0);
+            width <= 32
+                ? reg.addInfoUInt(group, full.c_str(), full.c_str(), 0,
+                                  static_cast<uint32_t>(width == 32 ? ~0u : (1u << width) - 1), 1, access, 1,
+                                  1, "", id, 0)
+                : reg.addInfoUInt64(group, full.c_str(), full.c_str(), 0,
+                                    width == 64 ? ~0ull : (1ull << width) - 1, 1, access, 1, 1, "", id, 0);
         if (r != nullptr) register_info_map[0][id] = r;
     }
 }
@@ -92,7 +96,8 @@ void FgZeWrapperImpl::addDirectZeParameters(RegisterInfo* group) {
             case REG_FORMAT_UINT64:
             case REG_FORMAT_INT64:
                 r = reg.addInfoUInt64(group, name.c_str(), name.c_str(), src.u.iReg64.from, src.u.iReg64.to,
-                                      src.u.iReg64.steps, src.accessFlags, src.rangeFlags, 1, src.unit, id, 0);
+                                      src.u.iReg64.steps, src.accessFlags, src.rangeFlags, 1, src.unit, id,
+                                      0);
                 break;
             case REG_FORMAT_INT:
                 r = reg.addInfoInt(group, name.c_str(), name.c_str(), src.u.iReg.from, src.u.iReg.to,
@@ -120,7 +125,8 @@ RegisterInfo* FgZeWrapperImpl::descriptionOf(int id, int dmaIndex) {
         }
         for (int i = 0; i < r->u.gReg.nrOfElements; ++i) self(r->u.gReg.elements[i], self);
     };
-    for (RegisterInfo* g = parameterInfo()->getRegisterInfo(0); g != nullptr && found == nullptr; g = g->next) {
+    for (RegisterInfo* g = parameterInfo()->getRegisterInfo(0); g != nullptr && found == nullptr;
+         g = g->next) {
         search(g, search);
     }
     if (found != nullptr) records[id] = found;
@@ -150,4 +156,6 @@ const char* FgZeWrapperImpl::getParameterHelp(int id) {
     }
 }
 
-const char* FgZeWrapperImpl::getDesignUid() { return c_HAP_UID; }
+const char* FgZeWrapperImpl::getDesignUid() {
+    return c_HAP_UID;
+}

@@ -102,7 +102,9 @@ int FgZeWrapperImpl::Fg_getParameterId(int index) {
     return name != nullptr ? Fg_getParameterIdByName(name) : FG_INVALID_PARAMETER;
 }
 
-int FgZeWrapperImpl::Fg_getParameterCount() { return static_cast<int>(mIndexToName.size()); }
+int FgZeWrapperImpl::Fg_getParameterCount() {
+    return static_cast<int>(mIndexToName.size());
+}
 
 unsigned long FgZeWrapperImpl::Fg_getEventMask(const char* name) {
     const auto it = name != nullptr ? mEventNameToMask.find(name) : mEventNameToMask.end();
@@ -128,7 +130,8 @@ const char* FgZeWrapperImpl::Fg_getEventName(unsigned long mask) {
 
 int FgZeWrapperImpl::setDirectRegister(int reg, const void* value) {
     const int width = HapGetRegisterBitRange(designHandle(), reg);
-    const uint64_t v = width <= 32 ? *static_cast<const uint32_t*>(value) : *static_cast<const uint64_t*>(value);
+    const uint64_t v =
+        width <= 32 ? *static_cast<const uint32_t*>(value) : *static_cast<const uint64_t*>(value);
     return QorvRegisterWrite(boardHandle(), reg, v);
 }
 
@@ -290,8 +293,12 @@ void FgZeWrapperImpl::copyOut(const LutArray& cache, FieldParameterInt_s* out) {
 int FgZeWrapperImpl::processChannelToDma(int, int) {
     throw std::runtime_error("processChannelToDma() is not implemented.");
 }
-int FgZeWrapperImpl::mapDmaToFormat(int) { throw std::runtime_error("mapDmaToFormat() is not implemented."); }
+int FgZeWrapperImpl::mapDmaToFormat(int) {
+    throw std::runtime_error("mapDmaToFormat() is not implemented.");
+}
 int FgZeWrapperImpl::setDmaAlignment(int, int) {
     throw std::runtime_error("setDmaAlignment() is not implemented.");
 }
-int FgZeWrapperImpl::getDmaAlignment(int) { throw std::runtime_error("getDmaAlignment() is not implemented."); }
+int FgZeWrapperImpl::getDmaAlignment(int) {
+    throw std::runtime_error("getDmaAlignment() is not implemented.");
+}

@@ -36,38 +36,53 @@ inline constexpr EnumField_ TriggerInSource[] = {
     {"Trigger Source 2", 2, "TRGINSRC_2"}, {"Trigger Source 3", 3, "TRGINSRC_3"},
     {"Trigger Source 4", 4, "TRGINSRC_4"}, {"Trigger Source 5", 5, "TRGINSRC_5"},
     {"Trigger Source 6", 6, "TRGINSRC_6"}, {"Trigger Source 7", 7, "TRGINSRC_7"}};
-inline constexpr EnumField_ TriggerPolarity[] = {{"Low Active", 1, "LOW_ACTIVE"}, {"High Active", 0, "HIGH_ACTIVE"}};
-inline constexpr EnumField_ TriggerOutSelection_Gen4[] = {
-    {"Pulse Generator 0", 0, "PULSEGEN0"},          {"Pulse Generator 1", 1, "PULSEGEN1"},
-    {"Pulse Generator 2", 2, "PULSEGEN2"},          {"Pulse Generator 3", 3, "PULSEGEN3"},
-    {"Gnd", 4, "GND"},                              {"Vcc", 5, "VCC"},
-    {"Not Pulse Generator 0", 6, "NOT_PULSEGEN0"},  {"Not Pulse Generator 1", 7, "NOT_PULSEGEN1"},
-    {"Not Pulse Generator 2", 8, "NOT_PULSEGEN2"},  {"Not Pulse Generator 3", 9, "NOT_PULSEGEN3"},
-    {"Input Bypass", 10, "INPUT_BYPASS"},           {"Not Input Bypass", 11, "NOT_INPUT_BYPASS"}};
-inline constexpr EnumField_ AcqCcSignalMapping_Gen4[] = {
-    {"Pulse Generator 0", 0, "CC_PULSEGEN0"},         {"Pulse Generator 1", 1, "CC_PULSEGEN1"},
-    {"Pulse Generator 2", 2, "CC_PULSEGEN2"},         {"Pulse Generator 3", 3, "CC_PULSEGEN3"},
-    {"Gnd", 4, "CC_GND"},                             {"Vcc", 5, "CC_VCC"},
-    {"Not Pulse Generator 0", 6, "CC_NOT_PULSEGEN0"}, {"Not Pulse Generator 1", 7, "CC_NOT_PULSEGEN1"},
-    {"Not Pulse Generator 2", 8, "CC_NOT_PULSEGEN2"}, {"Not Pulse Generator 3", 9, "CC_NOT_PULSEGEN3"},
-    {"Input Bypass", 10, "CC_INPUT_BYPASS"},          {"Not Input Bypass", 11, "CC_NOT_INPUT_BYPASS"}};
-inline constexpr EnumField_ TriggerOutStatsSources_Gen4[] = {
-    {"Pulse Generator 0", 0, "PULSEGEN0"}, {"Pulse Generator 1", 1, "PULSEGEN1"},
-    {"Pulse Generator 2", 2, "PULSEGEN2"}, {"Pulse Generator 3", 3, "PULSEGEN3"}};
-inline constexpr EnumField_ CcSignalMappingLegacy[] = {{"Exsync", 0, "CC_EXSYNC"},      {"!Exsync", 6, "CC_NOT_EXSYNC"},
-                                                       {"Flash", 2, "CC_STROBEPULSE"},  {"!Flash", 8, "CC_NOT_STROBEPULSE"},
-                                                       {"Gnd", 4, "CC_GND"},            {"Vcc", 5, "CC_VCC"}};
+inline constexpr EnumField_ TriggerPolarity[] = {{"Low Active", 1, "LOW_ACTIVE"},
+                                                 {"High Active", 0, "HIGH_ACTIVE"}};
+inline constexpr EnumField_ TriggerOutSelection_Gen4[] = {{"Pulse Generator 0", 0, "PULSEGEN0"},
+                                                          {"Pulse Generator 1", 1, "PULSEGEN1"},
+                                                          {"Pulse Generator 2", 2, "PULSEGEN2"},
+                                                          {"Pulse Generator 3", 3, "PULSEGEN3"},
+                                                          {"Gnd", 4, "GND"},
+                                                          {"Vcc", 5, "VCC"},
+                                                          {"Not Pulse Generator 0", 6, "NOT_PULSEGEN0"},
+                                                          {"Not Pulse Generator 1", 7, "NOT_PULSEGEN1"},
+                                                          {"Not Pulse Generator 2", 8, "NOT_PULSEGEN2"},
+                                                          {"Not Pulse Generator 3", 9, "NOT_PULSEGEN3"},
+                                                          {"Input Bypass", 10, "INPUT_BYPASS"},
+                                                          {"Not Input Bypass", 11, "NOT_INPUT_BYPASS"}};
+inline constexpr EnumField_ AcqCcSignalMapping_Gen4[] = {{"Pulse Generator 0", 0, "CC_PULSEGEN0"},
+                                                         {"Pulse Generator 1", 1, "CC_PULSEGEN1"},
+                                                         {"Pulse Generator 2", 2, "CC_PULSEGEN2"},
+                                                         {"Pulse Generator 3", 3, "CC_PULSEGEN3"},
+                                                         {"Gnd", 4, "CC_GND"},
+                                                         {"Vcc", 5, "CC_VCC"},
+                                                         {"Not Pulse Generator 0", 6, "CC_NOT_PULSEGEN0"},
+                                                         {"Not Pulse Generator 1", 7, "CC_NOT_PULSEGEN1"},
+                                                         {"Not Pulse Generator 2", 8, "CC_NOT_PULSEGEN2"},
+                                                         {"Not Pulse Generator 3", 9, "CC_NOT_PULSEGEN3"},
+                                                         {"Input Bypass", 10, "CC_INPUT_BYPASS"},
+                                                         {"Not Input Bypass", 11, "CC_NOT_INPUT_BYPASS"}};
+inline constexpr EnumField_ TriggerOutStatsSources_Gen4[] = {{"Pulse Generator 0", 0, "PULSEGEN0"},
+                                                             {"Pulse Generator 1", 1, "PULSEGEN1"},
+                                                             {"Pulse Generator 2", 2, "PULSEGEN2"},
+                                                             {"Pulse Generator 3", 3, "PULSEGEN3"}};
+inline constexpr EnumField_ CcSignalMappingLegacy[] = {
+    {"Exsync", 0, "CC_EXSYNC"},     {"!Exsync", 6, "CC_NOT_EXSYNC"},
+    {"Flash", 2, "CC_STROBEPULSE"}, {"!Flash", 8, "CC_NOT_STROBEPULSE"},
+    {"Gnd", 4, "CC_GND"},           {"Vcc", 5, "CC_VCC"}};
 inline constexpr EnumField_ BayerInitValues[] = {{"Green Followed By Red", 3, "GreenFollowedByRed"},
                                                  {"Green Followed By Blue", 0, "GreenFollowedByBlue"},
                                                  {"Red Followed By Green", 2, "RedFollowedByGreen"},
                                                  {"Blue Followed By Green", 1, "BlueFollowedByGreen"}};
-inline constexpr EnumField_ AcqLutTypes[] = {{"Processor", 3, "LUT_TYPE_PROCESSING"}, {"User file", 0, "LUT_TYPE_CUSTOM"}};
+inline constexpr EnumField_ AcqLutTypes[] = {{"Processor", 3, "LUT_TYPE_PROCESSING"},
+                                             {"User file", 0, "LUT_TYPE_CUSTOM"}};
 inline constexpr EnumField_ LookupTableImplementations[] = {{"Full LUT", 0, "LUT_IMPLEMENTATION_FULL_LUT"},
                                                             {"KneeLUT", 1, "LUT_IMPLEMENTATION_KNEELUT"}};
 inline constexpr EnumField_ FormatColor[] = {{"Color 24bit", 2, "FG_COL24"}, {"Color 48bit", 6, "FG_COL48"}};
 inline constexpr EnumField_ AlignmentModesBoth[] = {{"Left Aligned", 1, "FG_LEFT_ALIGNED"},
                                                     {"Right Aligned", 0, "FG_RIGHT_ALIGNED"}};
-inline constexpr EnumField_ GeneratorSource[] = {{"Camera", 0, "FG_CAMPORT"}, {"Generator", 1, "FG_GENERATOR"}};
+inline constexpr EnumField_ GeneratorSource[] = {{"Camera", 0, "FG_CAMPORT"},
+                                                 {"Generator", 1, "FG_GENERATOR"}};
 inline constexpr EnumField_ GeneratorStart[] = {{"Stop", 0, "FG_GEN_STOP"}, {"Start", 1, "FG_GEN_RUN"}};
 inline constexpr EnumField_ CameraFormatGrayAreaMedium[] = {{"Medium 8bit", 208, "FG_CL_MEDIUM_8_BIT"},
                                                             {"Medium 10bit", 210, "FG_CL_MEDIUM_10_BIT"},

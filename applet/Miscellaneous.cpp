@@ -14,7 +14,8 @@ constexpr uint32_t kProcessingBits = 12;
 // The timeout and the turbo DMA mode belong to the SDK; the applet keeps a copy to answer reads.
 void FgZeWrapperImpl::set_sdk_param_FG_TIMEOUT_P0(uint32_t value, bool throwOnError) {
     if (!inPublishedRange(FG_TIMEOUT, value)) return refuse(FG_VALUE_OUT_OF_RANGE, throwOnError);
-    update(cache_FG_TIMEOUT_P0, value, throwOnError, [&] { check(setUnwrappedParameter(FG_TIMEOUT, &value, 0)); });
+    update(cache_FG_TIMEOUT_P0, value, throwOnError,
+           [&] { check(setUnwrappedParameter(FG_TIMEOUT, &value, 0)); });
 }
 
 void FgZeWrapperImpl::set_sdk_param_FG_TURBO_DMA_MODE_P0(uint32_t value, bool throwOnError) {
@@ -26,13 +27,23 @@ void FgZeWrapperImpl::set_sdk_param_FG_TURBO_DMA_MODE_P0(uint32_t value, bool th
 void FgZeWrapperImpl::get_sdk_param_FG_APPLET_ID_P0(uint32_t* out) {
     copyOut(static_cast<uint32_t>(getAppletID()), out);
 }
-void FgZeWrapperImpl::get_sdk_param_FG_APPLET_VERSION_P0(uint32_t* out) { copyOut(kVersionNumber, out); }
-void FgZeWrapperImpl::get_sdk_param_FG_APPLET_REVISION_P0(uint32_t* out) { copyOut(kRevisionNumber, out); }
-void FgZeWrapperImpl::get_sdk_param_FG_PIXELDEPTH_P0(uint32_t* out) { copyOut(kProcessingBits, out); }
+void FgZeWrapperImpl::get_sdk_param_FG_APPLET_VERSION_P0(uint32_t* out) {
+    copyOut(kVersionNumber, out);
+}
+void FgZeWrapperImpl::get_sdk_param_FG_APPLET_REVISION_P0(uint32_t* out) {
+    copyOut(kRevisionNumber, out);
+}
+void FgZeWrapperImpl::get_sdk_param_FG_PIXELDEPTH_P0(uint32_t* out) {
+    copyOut(kProcessingBits, out);
+}
 // The DMA engine of this design reports no errors of its own.
-void FgZeWrapperImpl::get_sdk_param_FG_DMASTATUS_P0(uint32_t* out) { copyOut(0u, out); }
+void FgZeWrapperImpl::get_sdk_param_FG_DMASTATUS_P0(uint32_t* out) {
+    copyOut(0u, out);
+}
 
-void FgZeWrapperImpl::get_sdk_param_FG_HAP_FILE_P0(char* out) { copyOut(std::string(kDesignFileName), out); }
+void FgZeWrapperImpl::get_sdk_param_FG_HAP_FILE_P0(char* out) {
+    copyOut(std::string(kDesignFileName), out);
+}
 
 void FgZeWrapperImpl::get_sdk_param_FG_DIGIO_INPUT_P0(uint32_t* out) {
     if (out == nullptr) throw FG_INVALID_PARAMETER;

@@ -14,6 +14,7 @@
 //      or NONE (no setter: an unknown id to the set dispatch).
 // get: CACHE (answers the cache), OWN (a getter get_sdk_param_NAME_P0 of its own) or NONE.
 // Access: ACC_RWC read-write-change, ACC_RW read-write, ACC_R read only.
+// clang-format off
 #include "ParameterListDefaults.h"
 
 #define PARAM_UNIT_US "\xB5s"

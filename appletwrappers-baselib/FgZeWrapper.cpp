@@ -4,10 +4,10 @@
 
 #include <atomic>
 #include <clocale>
-#include <string>
 #include <cstdlib>
 #include <cstring>
 #include <new>
+#include <string>
 
 #include "Fg_ConfigFileParser.h"
 #include "ParameterInfoBuilderXML.h"
@@ -34,7 +34,9 @@ FgZeWrapperPrivate::FgZeWrapperPrivate()
     if (mWrapperFg == nullptr) throw std::bad_alloc();
 }
 
-FgZeWrapperPrivate::~FgZeWrapperPrivate() { std::free(mWrapperFg); }
+FgZeWrapperPrivate::~FgZeWrapperPrivate() {
+    std::free(mWrapperFg);
+}
 
 FgZeWrapper::FgZeWrapper() : d(std::make_unique<FgZeWrapperPrivate>()) {}
 
@@ -103,8 +105,8 @@ int FgZeWrapper::runFgInit(const char* hapName, ZEdevice* device, fpga_design* d
         accessDesignHandle(design);
         return 0;
     }
-    const int error =
-        d->DLL_Fg_getLastErrorNumber != nullptr ? d->DLL_Fg_getLastErrorNumber(nullptr) : FG_DESIGN_LOAD_FAILED;
+    const int error = d->DLL_Fg_getLastErrorNumber != nullptr ? d->DLL_Fg_getLastErrorNumber(nullptr)
+                                                              : FG_DESIGN_LOAD_FAILED;
     setError(error);
     return error;
 }
@@ -125,7 +127,8 @@ fpga_design* FgZeWrapper::accessDesignHandle(fpga_design* h) {
 }
 
 int FgZeWrapper::Fg_getLastErrorNumberZe() {
-    if (d->mWrapperFg->DLL_Fg_getLastErrorNumber == nullptr || d->mFglibFg == nullptr) return FG_NOT_AVAILABLE;
+    if (d->mWrapperFg->DLL_Fg_getLastErrorNumber == nullptr || d->mFglibFg == nullptr)
+        return FG_NOT_AVAILABLE;
     return d->mWrapperFg->DLL_Fg_getLastErrorNumber(d->mFglibFg);
 }
 
@@ -149,7 +152,9 @@ RegisterInfo* FgZeWrapper::getUnwrappedParameterInfo() {
     return d->mWrapperFg->DLL_Fg_getParameterInfo(d->mFglibFg, 0);
 }
 
-RegisterInfo* FgZeWrapper::Fg_getParameterInfo(int port) { return d->mParameterInfo->getRegisterInfo(port); }
+RegisterInfo* FgZeWrapper::Fg_getParameterInfo(int port) {
+    return d->mParameterInfo->getRegisterInfo(port);
+}
 
 void FgZeWrapper::setFieldCache(void* array, const FieldParameterInt_s* record) {
     if (record != nullptr) static_cast<uint32_t*>(array)[record->index] = record->value;
@@ -167,9 +172,13 @@ void FgZeWrapper::getFieldCache(const void* array, FieldParameterDouble_s* recor
     if (record != nullptr) record->value = static_cast<const double*>(array)[record->index];
 }
 
-char* FgZeWrapper::createTempFile() { return qorv::createTempFile(); }
+char* FgZeWrapper::createTempFile() {
+    return qorv::createTempFile();
+}
 
-void FgZeWrapper::deleteTempFile(char* path) { qorv::deleteTempFile(path); }
+void FgZeWrapper::deleteTempFile(char* path) {
+    qorv::deleteTempFile(path);
+}
 
 int FgZeWrapper::Fg_saveConfig(Fg_Struct_s*, const char* filename) {
     // A no-op on Linux, where no locale has that name; the writer uses "." whatever the locale.
@@ -231,21 +240,40 @@ int FgZeWrapper::Fg_getParameterInfoXML(Fg_Struct_s*, int port, char* buffer, si
 }
 
 // This applet family has no shading unit.
-ShadingMaster* FgZeWrapper::Fg_AllocShading(int, int) { return nullptr; }
-int FgZeWrapper::Fg_FreeShading(ShadingMaster*) { return FG_SHADING_NOT_SUPPORTED; }
-int FgZeWrapper::Shad_SetSubValueLine(ShadingMaster*, int, int, float) { return FG_SHADING_NOT_SUPPORTED; }
-int FgZeWrapper::Shad_SetMultValueLine(ShadingMaster*, int, int, float) { return FG_SHADING_NOT_SUPPORTED; }
-int FgZeWrapper::Shad_SetFixedPatternNoiseLine(ShadingMaster*, int, int, int) { return FG_SHADING_NOT_SUPPORTED; }
-int FgZeWrapper::Shad_GetMaxLine(ShadingMaster*) { return FG_SHADING_NOT_SUPPORTED; }
-int FgZeWrapper::Shad_GetAccess(ShadingMaster*) { return FG_SHADING_NOT_SUPPORTED; }
-int FgZeWrapper::Shad_FreeAccess(ShadingMaster*) { return FG_SHADING_NOT_SUPPORTED; }
-int FgZeWrapper::Shad_WriteActLine(ShadingMaster*, int) { return FG_SHADING_NOT_SUPPORTED; }
+ShadingMaster* FgZeWrapper::Fg_AllocShading(int, int) {
+    return nullptr;
+}
+int FgZeWrapper::Fg_FreeShading(ShadingMaster*) {
+    return FG_SHADING_NOT_SUPPORTED;
+}
+int FgZeWrapper::Shad_SetSubValueLine(ShadingMaster*, int, int, float) {
+    return FG_SHADING_NOT_SUPPORTED;
+}
+int FgZeWrapper::Shad_SetMultValueLine(ShadingMaster*, int, int, float) {
+    return FG_SHADING_NOT_SUPPORTED;
+}
+int FgZeWrapper::Shad_SetFixedPatternNoiseLine(ShadingMaster*, int, int, int) {
+    return FG_SHADING_NOT_SUPPORTED;
+}
+int FgZeWrapper::Shad_GetMaxLine(ShadingMaster*) {
+    return FG_SHADING_NOT_SUPPORTED;
+}
+int FgZeWrapper::Shad_GetAccess(ShadingMaster*) {
+    return FG_SHADING_NOT_SUPPORTED;
+}
+int FgZeWrapper::Shad_FreeAccess(ShadingMaster*) {
+    return FG_SHADING_NOT_SUPPORTED;
+}
+int FgZeWrapper::Shad_WriteActLine(ShadingMaster*, int) {
+    return FG_SHADING_NOT_SUPPORTED;
+}
 
 unsigned long FgZeWrapper::Fg_getEventMask(const char* name) {
     if (name == nullptr) return 0;
     for (int index = 0; index < 64; ++index) {
         const HapEvent* event = HapGetEvent(d->mDesignHandle, index);
-        if (event != nullptr && event->name != nullptr && std::strcmp(event->name, name) == 0) return 1UL << index;
+        if (event != nullptr && event->name != nullptr && std::strcmp(event->name, name) == 0)
+            return 1UL << index;
     }
     return 0;
 }

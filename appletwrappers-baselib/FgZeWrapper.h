@@ -40,7 +40,7 @@ struct FgZeWrapperPrivate {
 };
 
 class FgZeWrapper {
-public:
+  public:
     FgZeWrapper();
     FgZeWrapper(const FgZeWrapper&) = delete;
     FgZeWrapper& operator=(const FgZeWrapper&) = delete;
@@ -118,7 +118,7 @@ public:
     Fg_Struct_s* wrapperFg() const { return d->mWrapperFg; }
     Fg_Struct_s* fglibFg() const { return d->mFglibFg; }
 
-protected:
+  protected:
     std::unique_ptr<FgZeWrapperPrivate> d;
     std::map<int, std::map<int, RegisterInfo*>> register_info_map;  // dma index -> id -> record
     bool draEnabled = false;

@@ -76,7 +76,9 @@ const char* visibility(int flags) {
     }
 }
 
-const char* accessMode(int flags) { return flags == FG_ACCESS_READ ? "RO" : "RW"; }
+const char* accessMode(int flags) {
+    return flags == FG_ACCESS_READ ? "RO" : "RW";
+}
 
 std::string element(const char* name, const std::string& value) {
     return std::string("    <") + name + ">" + value + "</" + name + ">\n";
@@ -147,9 +149,9 @@ void ParameterInfoBuilderXML::feature(const RegisterInfo& r) {
     const std::string unit = r.unit != nullptr && *r.unit != '\0' ? element("Unit", escape(r.unit)) : "";
     const uint64_t address = static_cast<uint32_t>(r.id);
     auto integer = [&](double from, double to, double step) {
-        std::string s = "  <Integer Name=\"" + name + "\" NameSpace=\"Custom\">\n" + commonElements(r, r.name) +
-                        imposed + element("pValue", value) + element("Min", number(from)) +
-                        element("Max", number(to));
+        std::string s = "  <Integer Name=\"" + name + "\" NameSpace=\"Custom\">\n" +
+                        commonElements(r, r.name) + imposed + element("pValue", value) +
+                        element("Min", number(from)) + element("Max", number(to));
         if (step >= 1) s += element("Inc", number(step));
         return s + unit + "  </Integer>\n";
     };
@@ -157,58 +159,67 @@ void ParameterInfoBuilderXML::feature(const RegisterInfo& r) {
     switch (r.format) {
         case REG_FORMAT_UINT:
             mNodes += integer(r.u.uiReg.from, r.u.uiReg.to, r.u.uiReg.steps);
-            mNodes += registerNode("IntReg", value, address, 4, access, element("Sign", "Unsigned") + littleEndian);
+            mNodes +=
+                registerNode("IntReg", value, address, 4, access, element("Sign", "Unsigned") + littleEndian);
             break;
         case REG_FORMAT_INT:
             mNodes += integer(r.u.iReg.from, r.u.iReg.to, r.u.iReg.steps);
-            mNodes += registerNode("IntReg", value, address, 4, access, element("Sign", "Signed") + littleEndian);
+            mNodes +=
+                registerNode("IntReg", value, address, 4, access, element("Sign", "Signed") + littleEndian);
             break;
         case REG_FORMAT_UINT64:
         case REG_FORMAT_INT64:
             mNodes += integer(static_cast<double>(r.u.iReg64.from), static_cast<double>(r.u.iReg64.to),
                               static_cast<double>(r.u.iReg64.steps));
-            mNodes += registerNode("IntReg", value, address, 8, access,
-                                   element("Sign", r.format == REG_FORMAT_INT64 ? "Signed" : "Unsigned") + littleEndian);
+            mNodes += registerNode(
+                "IntReg", value, address, 8, access,
+                element("Sign", r.format == REG_FORMAT_INT64 ? "Signed" : "Unsigned") + littleEndian);
             break;
         case REG_FORMAT_DOUBLE:
-            mNodes += "  <Float Name=\"" + name + "\" NameSpace=\"Custom\">\n" + commonElements(r, r.name) + imposed +
-                      element("pValue", value) + element("Min", number(r.u.dReg.from)) +
+            mNodes += "  <Float Name=\"" + name + "\" NameSpace=\"Custom\">\n" + commonElements(r, r.name) +
+                      imposed + element("pValue", value) + element("Min", number(r.u.dReg.from)) +
                       element("Max", number(r.u.dReg.to)) +
-                      (r.u.dReg.steps > 0 ? element("Inc", number(r.u.dReg.steps)) : "") + unit + "  </Float>\n";
+                      (r.u.dReg.steps > 0 ? element("Inc", number(r.u.dReg.steps)) : "") + unit +
+                      "  </Float>\n";
             mNodes += registerNode("FloatReg", value, address, 8, access, littleEndian);
             break;
         case REG_FORMAT_ENUM: {
             std::string entries;
             for (int i = 0; i < r.u.eReg.nrOfElements; ++i) {
-                const char* symbol = r.u.eReg.enumDefName[i] != nullptr ? r.u.eReg.enumDefName[i] : r.u.eReg.enumNames[i];
+                const char* symbol =
+                    r.u.eReg.enumDefName[i] != nullptr ? r.u.eReg.enumDefName[i] : r.u.eReg.enumNames[i];
                 entries += "    <EnumEntry Name=\"" + nodeName(symbol != nullptr ? symbol : "") + "\">\n";
                 entries += "  " + element("DisplayName", escape(r.u.eReg.enumNames[i]));
                 entries += "  " + element("Value", std::to_string(r.u.eReg.enumValues[i]));
                 entries += "    </EnumEntry>\n";
             }
-            mNodes += "  <Enumeration Name=\"" + name + "\" NameSpace=\"Custom\">\n" + commonElements(r, r.name) +
-                      imposed + entries + element("pValue", value) + "  </Enumeration>\n";
-            mNodes += registerNode("IntReg", value, address, 4, access, element("Sign", "Unsigned") + littleEndian);
+            mNodes += "  <Enumeration Name=\"" + name + "\" NameSpace=\"Custom\">\n" +
+                      commonElements(r, r.name) + imposed + entries + element("pValue", value) +
+                      "  </Enumeration>\n";
+            mNodes +=
+                registerNode("IntReg", value, address, 4, access, element("Sign", "Unsigned") + littleEndian);
             break;
         }
         case REG_FORMAT_STRING:
-            mNodes += "  <StringReg Name=\"" + name + "\" NameSpace=\"Custom\">\n" + commonElements(r, r.name) +
-                      imposed + element("Address", hex(address)) + element("Length", std::to_string(kStringLength)) +
-                      element("AccessMode", access) + element("pPort", "Device") + element("Cachable", "NoCache") +
-                      "  </StringReg>\n";
+            mNodes += "  <StringReg Name=\"" + name + "\" NameSpace=\"Custom\">\n" +
+                      commonElements(r, r.name) + imposed + element("Address", hex(address)) +
+                      element("Length", std::to_string(kStringLength)) + element("AccessMode", access) +
+                      element("pPort", "Device") + element("Cachable", "NoCache") + "  </StringReg>\n";
             break;
         case REG_FORMAT_UINTFIELD:
         case REG_FORMAT_INTFIELD: {
             const bool isUnsigned = r.format == REG_FORMAT_UINTFIELD;
             const int entries = isUnsigned ? r.u.uifReg.nrOfElements : r.u.ifReg.nrOfElements;
             const std::string index = name + "_Index";
-            mNodes += "  <Integer Name=\"" + index + "\" NameSpace=\"Custom\">\n" +
-                      element("ToolTip", "Entry of " + name + " that the feature " + name + " reads and writes.") +
-                      element("DisplayName", name + " index") + element("Visibility", "Expert") +
-                      element("pSelected", name) + element("Value", "0") + element("Min", "0") +
-                      element("Max", std::to_string(entries > 0 ? entries - 1 : 0)) + element("Inc", "1") +
-                      "  </Integer>\n";
-            mNodes += isUnsigned ? integer(r.u.uifReg.from, r.u.uifReg.to, 1) : integer(r.u.ifReg.from, r.u.ifReg.to, 1);
+            mNodes +=
+                "  <Integer Name=\"" + index + "\" NameSpace=\"Custom\">\n" +
+                element("ToolTip", "Entry of " + name + " that the feature " + name + " reads and writes.") +
+                element("DisplayName", name + " index") + element("Visibility", "Expert") +
+                element("pSelected", name) + element("Value", "0") + element("Min", "0") +
+                element("Max", std::to_string(entries > 0 ? entries - 1 : 0)) + element("Inc", "1") +
+                "  </Integer>\n";
+            mNodes += isUnsigned ? integer(r.u.uifReg.from, r.u.uifReg.to, 1)
+                                 : integer(r.u.ifReg.from, r.u.ifReg.to, 1);
             mNodes += registerNode("IntReg", value, address << 32, 4, access,
                                    element("Sign", isUnsigned ? "Unsigned" : "Signed") + littleEndian, index);
             break;
@@ -221,7 +232,8 @@ void ParameterInfoBuilderXML::feature(const RegisterInfo& r) {
 std::string ParameterInfoBuilderXML::build() {
     mNodes.clear();
     std::string root;
-    for (RegisterInfo* g = mInfo->getRegisterInfo(mPort); g != nullptr; g = mInfo->getNextRegisterInfo(g, mPort)) {
+    for (RegisterInfo* g = mInfo->getRegisterInfo(mPort); g != nullptr;
+         g = mInfo->getNextRegisterInfo(g, mPort)) {
         const std::string name = nodeName(g->name != nullptr ? g->name : "");
         root += element("pFeature", name);
         category(*g, name);
@@ -229,9 +241,11 @@ std::string ParameterInfoBuilderXML::build() {
     const char* uid = mWrapper.getDesignUid();
     std::string doc = "<?xml version=\"1.0\" encoding=\"utf-8\"?>\n";
     doc += "<RegisterDescription ModelName=\"" + nodeName(mWrapper.getCameraType()) + "\" VendorName=\"" +
-           nodeName(mWrapper.getManufacturer()) + "\" ToolTip=\"Parameters of the " + escape(mWrapper.getCameraType()) +
+           nodeName(mWrapper.getManufacturer()) + "\" ToolTip=\"Parameters of the " +
+           escape(mWrapper.getCameraType()) +
            " applet\" StandardNameSpace=\"None\" SchemaMajorVersion=\"1\" SchemaMinorVersion=\"1\" "
-           "SchemaSubMinorVersion=\"0\" MajorVersion=\"1\" MinorVersion=\"0\" SubMinorVersion=\"0\" ProductGuid=\"" +
+           "SchemaSubMinorVersion=\"0\" MajorVersion=\"1\" MinorVersion=\"0\" SubMinorVersion=\"0\" "
+           "ProductGuid=\"" +
            escape(uid) + "\" VersionGuid=\"" + escape(uid) +
            "\" xmlns=\"http://www.genicam.org/GenApi/Version_1_1\" "
            "xmlns:xsi=\"http://www.w3.org/2001/XMLSchema-instance\" "

@@ -15,13 +15,13 @@ class Fg_ParameterInfo;
 class FgZeWrapper;
 
 class ParameterInfoBuilderXML {
-public:
+  public:
     static constexpr int kStringLength = 256;
 
     ParameterInfoBuilderXML(Fg_ParameterInfo* info, FgZeWrapper& wrapper, int port);
     std::string build();
 
-private:
+  private:
     void category(const RegisterInfo& group, const std::string& nodeName);
     void feature(const RegisterInfo& r);
     std::string commonElements(const RegisterInfo& r, const char* displayName);

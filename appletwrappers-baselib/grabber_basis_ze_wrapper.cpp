@@ -11,7 +11,9 @@
 
 namespace {
 
-FgZeWrapper* wrapperOf(Fg_Struct* fg) { return fg != nullptr ? static_cast<FgZeWrapper*>(fg->Master) : nullptr; }
+FgZeWrapper* wrapperOf(Fg_Struct* fg) {
+    return fg != nullptr ? static_cast<FgZeWrapper*>(fg->Master) : nullptr;
+}
 
 // Last line of defence: an exception that escapes the applet's own error handling must not unwind
 // into a C caller. It becomes an error number that is also recorded as the last error.
@@ -70,7 +72,8 @@ APPLET_EXPORT int Fg_getAppletId(Fg_Struct* fg, const char* ignored) {
     return forwardToSdk<&Fg_Struct::DLL_Fg_getAppletId>(fg, ignored);
 }
 
-APPLET_EXPORT int Fg_setParameterWithType(Fg_Struct* fg, int parameter, const void* value, unsigned int dmaIndex,
+APPLET_EXPORT int Fg_setParameterWithType(Fg_Struct* fg, int parameter, const void* value,
+                                          unsigned int dmaIndex,
                                           int /*type: the value's width follows from the parameter*/) {
     FgZeWrapper* w = wrapperOf(fg);
     if (w == nullptr) return FG_INVALID_HANDLE;
@@ -147,7 +150,7 @@ APPLET_EXPORT long Fg_getLastPicNumberEx(Fg_Struct* fg, unsigned int dmaIndex, d
 APPLET_EXPORT long Fg_getLastPicNumberBlockingEx(Fg_Struct* fg, long pictureNumber, unsigned int dmaIndex,
                                                  int timeout, dma_mem* memory) {
     return forwardToSdk<&Fg_Struct::DLL_Fg_getLastPicNumberBlockingEx>(fg, pictureNumber, dmaIndex, timeout,
-                                                                        memory);
+                                                                       memory);
 }
 
 APPLET_EXPORT int Fg_FreeGrabber(Fg_Struct* fg) {
@@ -190,7 +193,8 @@ APPLET_EXPORT int Fg_getParameterInfoXML(Fg_Struct* fg, int port, char* buffer, 
 APPLET_EXPORT ShadingMaster* Fg_AllocShading(Fg_Struct* fg, int a, int b) {
     FgZeWrapper* w = wrapperOf(fg);
     if (w == nullptr) return nullptr;
-    ShadingMaster* sh = guarded(w, static_cast<ShadingMaster*>(nullptr), [&] { return w->Fg_AllocShading(a, b); });
+    ShadingMaster* sh =
+        guarded(w, static_cast<ShadingMaster*>(nullptr), [&] { return w->Fg_AllocShading(a, b); });
     w->setError(sh == nullptr ? FG_ERROR : 0);
     return sh;
 }
@@ -207,7 +211,8 @@ APPLET_EXPORT int Shad_SetMultValueLine(Fg_Struct* fg, ShadingMaster* sh, int x,
     return shading(fg, [&](FgZeWrapper* w) { return w->Shad_SetMultValueLine(sh, x, channel, mult); });
 }
 
-APPLET_EXPORT int Shad_SetFixedPatternNoiseLine(Fg_Struct* fg, ShadingMaster* sh, int x, int channel, int on) {
+APPLET_EXPORT int Shad_SetFixedPatternNoiseLine(Fg_Struct* fg, ShadingMaster* sh, int x, int channel,
+                                                int on) {
     return shading(fg, [&](FgZeWrapper* w) { return w->Shad_SetFixedPatternNoiseLine(sh, x, channel, on); });
 }
 

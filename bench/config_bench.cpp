@@ -13,7 +13,9 @@
 
 namespace {
 
-std::string scratch(const char* name) { return "/tmp/pellucid-bench-" + std::to_string(getpid()) + name; }
+std::string scratch(const char* name) {
+    return "/tmp/pellucid-bench-" + std::to_string(getpid()) + name;
+}
 
 Fg_Struct* openBoard() {
     Fg_Struct* fg = Fg_Init(PELLUCID_APPLET_PATH, 0);
@@ -63,7 +65,8 @@ void BM_ParseConfig(benchmark::State& state) {
         parser.parseKeyFromLine("Typ", text);
         parser.parseIntKeyFromHeader("AktivePort", port);
         for (int pass = 0; pass < 2; ++pass) {
-            for (const std::string& key : keys) benchmark::DoNotOptimize(parser.parseKeySection(0, key.c_str(), text));
+            for (const std::string& key : keys)
+                benchmark::DoNotOptimize(parser.parseKeySection(0, key.c_str(), text));
         }
     }
     std::remove(path.c_str());

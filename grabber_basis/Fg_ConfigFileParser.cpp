@@ -194,7 +194,8 @@ int Fg_ConfigFileParser::parseKey(const char* section, const char* key, std::str
     const size_t keyLength = std::strlen(key);
     for (++i; i < all.size(); ++i) {
         const std::string& line = all[i];
-        if (line.compare(0, keyLength, key) != 0 || line.size() <= keyLength || line[keyLength] != '=') continue;
+        if (line.compare(0, keyLength, key) != 0 || line.size() <= keyLength || line[keyLength] != '=')
+            continue;
         const std::vector<std::string> parts = tokens(line, "=;'");
         std::string value = parts.size() > 1 ? parts[1] : std::string();
         if (!value.empty() && (value[0] == '\r' || value[0] == '\n')) value.clear();

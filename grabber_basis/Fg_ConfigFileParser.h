@@ -12,7 +12,7 @@
 class Fg_Log;
 
 class Fg_ConfigFileParser {
-public:
+  public:
     // Opens `path` when it has the configuration type and exists ("r" when read-only, else "r+").
     Fg_ConfigFileParser(Fg_Log* log, const char* path, bool readOnly);
     ~Fg_ConfigFileParser();
@@ -55,7 +55,7 @@ public:
 
     static std::string getPortString(int port);
 
-private:
+  private:
     // The file as the line reader sees it: pieces of at most 255 characters, each ending at a
     // line feed or where the reader's buffer was full. Read once, dropped again on any write.
     const std::vector<std::string>& lines();

@@ -22,7 +22,8 @@ std::string rangeText(const RegisterInfo& r) {
     char buf[160];
     switch (r.format) {
         case REG_FORMAT_UINT:
-            std::snprintf(buf, sizeof buf, "uint %u..%u step %u", r.u.uiReg.from, r.u.uiReg.to, r.u.uiReg.steps);
+            std::snprintf(buf, sizeof buf, "uint %u..%u step %u", r.u.uiReg.from, r.u.uiReg.to,
+                          r.u.uiReg.steps);
             break;
         case REG_FORMAT_INT:
             std::snprintf(buf, sizeof buf, "int %d..%d step %d", r.u.iReg.from, r.u.iReg.to, r.u.iReg.steps);
@@ -48,7 +49,8 @@ std::string rangeText(const RegisterInfo& r) {
         }
         case REG_FORMAT_STRING:
             std::snprintf(buf, sizeof buf, "string%s%s%s", r.u.sReg.FileExtension ? " (" : "",
-                          r.u.sReg.FileExtension ? r.u.sReg.FileExtension : "", r.u.sReg.FileExtension ? ")" : "");
+                          r.u.sReg.FileExtension ? r.u.sReg.FileExtension : "",
+                          r.u.sReg.FileExtension ? ")" : "");
             break;
         case REG_FORMAT_UINTFIELD:
             std::snprintf(buf, sizeof buf, "uint field [%d] %u..%u", r.u.uifReg.nrOfElements, r.u.uifReg.from,
@@ -79,9 +81,9 @@ void printRecord(std::FILE* out, const RegisterInfo& r, int depth, const ValueRe
     }
     const std::string current = value ? value(r) : std::string();
     std::fprintf(out, "%s%s (%d) = %s: %s, %s%s%s\n", indent.c_str(),
-                 r.parameterName != nullptr ? r.parameterName : "?", r.id, current.empty() ? "-" : current.c_str(),
-                 rangeText(r).c_str(), accessText(r.accessFlags), r.unit != nullptr && *r.unit ? ", " : "",
-                 r.unit != nullptr ? r.unit : "");
+                 r.parameterName != nullptr ? r.parameterName : "?", r.id,
+                 current.empty() ? "-" : current.c_str(), rangeText(r).c_str(), accessText(r.accessFlags),
+                 r.unit != nullptr && *r.unit ? ", " : "", r.unit != nullptr ? r.unit : "");
 }
 
 }  // namespace

@@ -43,7 +43,8 @@ std::string currentValue(Fg_Struct* fg, const RegisterInfo& r) {
             std::snprintf(text, sizeof text, "%u", v);
             if (rc == 0 && r.format == REG_FORMAT_ENUM) {
                 for (int i = 0; i < r.u.eReg.nrOfElements; ++i) {
-                    if (static_cast<uint32_t>(r.u.eReg.enumValues[i]) == v && r.u.eReg.enumNames[i] != nullptr) {
+                    if (static_cast<uint32_t>(r.u.eReg.enumValues[i]) == v &&
+                        r.u.eReg.enumNames[i] != nullptr) {
                         std::snprintf(text, sizeof text, "%u (%s)", v, r.u.eReg.enumNames[i]);
                     }
                 }

@@ -27,11 +27,11 @@ typedef struct FieldParameterDouble_s {
 } FieldParameterDouble;
 
 typedef struct FieldParameterAccess_s {
-    int32_t vtype;     /* value type code of the entries (FG_PARAM_TYPE_UINT32_T for LUTs) */
-    uint32_t index;    /* first entry */
-    uint32_t count;    /* number of entries */
+    int32_t vtype;  /* value type code of the entries (FG_PARAM_TYPE_UINT32_T for LUTs) */
+    uint32_t index; /* first entry */
+    uint32_t count; /* number of entries */
     uint32_t reserved;
-    void* p;           /* the entries */
+    void* p; /* the entries */
 } FieldParameterAccess;
 
 /* Kind of a parameter description record; selects the member of RegisterInfo.u. */

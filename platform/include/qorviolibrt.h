@@ -8,7 +8,7 @@
 extern "C" {
 #endif
 
-int QorvBoardCount(void);                 /* number of boards; they are numbered 0..count-1 */
+int QorvBoardCount(void);                    /* number of boards; they are numbered 0..count-1 */
 ZEdevice* QorvBoardOpen(unsigned int index); /* the board, or null for an unknown index; boards live
                                                 as long as the process */
 int QorvBoardIndex(const ZEdevice* board);   /* its index, or FG_INVALID_BOARD */

@@ -15,13 +15,17 @@
 
 // The design-load failure leaves the applet object allocated on purpose, and an SDK without a
 // free function cannot release the handle it made.
-extern "C" const char* __lsan_default_suppressions() { return "leak:Std_entry\nleak:Fg_InitHandle\n"; }
+extern "C" const char* __lsan_default_suppressions() {
+    return "leak:Std_entry\nleak:Fg_InitHandle\n";
+}
 
 namespace {
 
 namespace fs = std::filesystem;
 
-const AppletLibrary& A() { return AppletLibrary::get(); }
+const AppletLibrary& A() {
+    return AppletLibrary::get();
+}
 
 bool sdkLoaded() {
     void* h = dlopen("libfglib5.so", RTLD_NOW | RTLD_NOLOAD);
@@ -31,7 +35,7 @@ bool sdkLoaded() {
 
 // Runs the test body in a fresh empty folder and returns to the old one afterwards.
 class InEmptyFolder : public ::testing::Test {
-protected:
+  protected:
     void SetUp() override {
         old = fs::current_path();
         folder = fs::temp_directory_path() / ("pellucid-entry-" + std::to_string(getpid()));

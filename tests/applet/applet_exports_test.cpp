@@ -91,7 +91,8 @@ TEST_F(AppletOnBoard, SixtyFourBitReadClearsTheUpperHalfFirst) {
     EXPECT_EQ(value >> 32, 0xFFFFFFFFu) << "only 64-bit types clear the upper half";
 
     value = ~0ULL;
-    EXPECT_EQ(A().Fg_getParameterWithType(&fg, 987654, &value, 0, FG_PARAM_TYPE_INT64_T), FG_INVALID_PARAMETER);
+    EXPECT_EQ(A().Fg_getParameterWithType(&fg, 987654, &value, 0, FG_PARAM_TYPE_INT64_T),
+              FG_INVALID_PARAMETER);
     EXPECT_EQ(value, 0u) << "cleared even when the read then fails";
     EXPECT_EQ(A().Fg_getLastErrorNumber(&fg), FG_INVALID_PARAMETER);
 }
@@ -157,7 +158,8 @@ TEST(AppletThroughSdk, ProgramCallsReachTheAppletUntilTheBoardIsFreed) {
     ASSERT_NE(fg->Master, nullptr);
     EXPECT_EQ(Fg_getEventMask(fg, "FG_END_OF_FRAME_CAM_PORT_0"), 1UL << 2);
     EXPECT_STREQ(Fg_getEventName(fg, 1UL << 23), "FG_TRIGGER_QUEUE_FILLLEVEL_THRESHOLD_CAM0_OFF");
-    EXPECT_EQ(Fg_setParameterWithType(fg, FG_WIDTH, nullptr, 0, FG_PARAM_TYPE_UINT32_T), FG_INVALID_PARAMETER);
+    EXPECT_EQ(Fg_setParameterWithType(fg, FG_WIDTH, nullptr, 0, FG_PARAM_TYPE_UINT32_T),
+              FG_INVALID_PARAMETER);
     EXPECT_EQ(Fg_getLastErrorNumber(fg), FG_INVALID_PARAMETER);
     EXPECT_EQ(Fg_FreeShading(fg, nullptr), FG_SHADING_NOT_SUPPORTED);
     EXPECT_EQ(Fg_FreeGrabber(fg), 0);

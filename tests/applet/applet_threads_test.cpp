@@ -22,8 +22,10 @@ TEST_F(AppletThreads, ConcurrentSetsAndGetsStayConsistent) {
             for (int i = 0; i < kRounds; ++i) {
                 uint32_t mine = 1000u * static_cast<uint32_t>(t + 1) + static_cast<uint32_t>(i % 100) + 2;
                 uint32_t seen = 0;
-                if (A().Fg_setParameterWithType(&fg, FG_TIMEOUT, &mine, 0, FG_PARAM_TYPE_UINT32_T) != 0) ++failures;
-                if (A().Fg_getParameterWithType(&fg, FG_TIMEOUT, &seen, 0, FG_PARAM_TYPE_UINT32_T) != 0) ++failures;
+                if (A().Fg_setParameterWithType(&fg, FG_TIMEOUT, &mine, 0, FG_PARAM_TYPE_UINT32_T) != 0)
+                    ++failures;
+                if (A().Fg_getParameterWithType(&fg, FG_TIMEOUT, &seen, 0, FG_PARAM_TYPE_UINT32_T) != 0)
+                    ++failures;
                 if (seen < 1002 || seen > 1000u * kThreads + 101) ++failures;
                 uint32_t turbo = static_cast<uint32_t>(i & 1);
                 if (A().Fg_setParameterWithType(&fg, FG_TURBO_DMA_MODE, &turbo, 0, 2) != 0) ++failures;

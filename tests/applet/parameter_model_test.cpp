@@ -46,16 +46,17 @@ const Leaf* find(const std::vector<Leaf>& all, int id) {
 }
 
 class ParameterModel : public AppletOnBoard {
-protected:
+  protected:
     std::vector<Leaf> all() { return leaves(A().Fg_getParameterInfo(&fg, 0)); }
 };
 
 TEST_F(ParameterModel, TopLevelGroupsAreListedNewestFirst) {
     std::vector<std::string> names;
-    for (const RegisterInfo* g = A().Fg_getParameterInfo(&fg, 0); g != nullptr; g = g->next) names.push_back(g->name);
+    for (const RegisterInfo* g = A().Fg_getParameterInfo(&fg, 0); g != nullptr; g = g->next)
+        names.push_back(g->name);
     EXPECT_THAT(names, ElementsAre("Miscellaneous", "Camera Simulator", "Output Format", "Lookup Table",
-                                   "Bayer Filter", "White Balance", "Image Selector", "Overflow", "Trigger", "ROI",
-                                   "Camera Link"));
+                                   "Bayer Filter", "White Balance", "Image Selector", "Overflow", "Trigger",
+                                   "ROI", "Camera Link"));
 }
 
 struct Published {
@@ -78,25 +79,26 @@ TEST_F(ParameterModel, EveryGroupPublishesItsLimitsAccessAndUnit) {
         // legacy parameters are narrowed to read-only at start
         {FG_EXSYNCDELAY, "Trigger/Legacy", REG_FORMAT_DOUBLE, 0, 10230, 10, 1, 2, "\xB5s"},
         {FG_CCSEL2, "Trigger/Legacy", REG_FORMAT_ENUM, 6, 0, 0, 1, 1, ""},
-        {FG_TRIGGERIN_DOWNSCALE, "Trigger/Trigger Input/External", REG_FORMAT_UINT, 1, 4294967295.0, 1, 7, 2, ""},
+        {FG_TRIGGERIN_DOWNSCALE, "Trigger/Trigger Input/External", REG_FORMAT_UINT, 1, 4294967295.0, 1, 7, 2,
+         ""},
         // the phase maximum follows the default input downscale of 1
         {FG_TRIGGERIN_DOWNSCALE_PHASE, "Trigger/Trigger Input/External", REG_FORMAT_UINT, 0, 0, 1, 7, 2, ""},
         {FG_SENDSOFTWARETRIGGER, "Trigger/Trigger Input/Software Trigger", REG_FORMAT_UINT, 1, 1, 1, 7, 2,
          "pulses"},
-        {FG_SOFTWARETRIGGER_QUEUE_FILLLEVEL, "Trigger/Trigger Input/Software Trigger", REG_FORMAT_UINT, 0, 2040, 1,
-         1, 2, ""},
+        {FG_SOFTWARETRIGGER_QUEUE_FILLLEVEL, "Trigger/Trigger Input/Software Trigger", REG_FORMAT_UINT, 0,
+         2040, 1, 1, 2, ""},
         {FG_TRIGGERIN_STATS_FREQUENCY, "Trigger/Trigger Input/Statistics", REG_FORMAT_DOUBLE, 0, 6.25e7,
          DBL_EPSILON, 1, 1, "Hz"},
         {FG_TRIGGER_MULTIPLY_PULSES, "Trigger/Sequencer", REG_FORMAT_UINT, 1, 65535, 1, 7, 1, "pulses"},
         {FG_TRIGGER_QUEUE_FILLLEVEL_EVENT_ON_THRESHOLD, "Trigger/Queue", REG_FORMAT_UINT, 2, 2047, 1, 7, 1,
          "pulses"},
-        {FG_TRIGGER_PULSEFORMGEN2_WIDTH, "Trigger/Pulse Form Generator 2", REG_FORMAT_DOUBLE, 1.0, 6.8e7, 0.016, 7,
-         1, "\xB5s"},
+        {FG_TRIGGER_PULSEFORMGEN2_WIDTH, "Trigger/Pulse Form Generator 2", REG_FORMAT_DOUBLE, 1.0, 6.8e7,
+         0.016, 7, 1, "\xB5s"},
         {FG_TRIGGERCC_SELECT3, "Trigger/CC Signal Mapping", REG_FORMAT_ENUM, 12, 0, 0, 7, 1, ""},
         {FG_TRIGGEROUT_SELECT7, "Trigger/Digital Output/Statistics", REG_FORMAT_ENUM, 12, 0, 0, 7, 1, ""},
         {FG_TRIGGER_OUTPUT_EVENT_SELECT, "Trigger/Output Event", REG_FORMAT_ENUM, 4, 0, 0, 7, 1, ""},
-        {FG_TRIGGER_FRAMESPERSECOND, "Trigger", REG_FORMAT_DOUBLE, 0.01455191522836685, 6.25e6, DBL_EPSILON, 7, 2,
-         "Hz"},
+        {FG_TRIGGER_FRAMESPERSECOND, "Trigger", REG_FORMAT_DOUBLE, 0.01455191522836685, 6.25e6, DBL_EPSILON,
+         7, 2, "Hz"},
         {FG_FILLLEVEL, "Overflow", REG_FORMAT_UINT, 0, 100, 1, 1, 1, "%"},
         {FG_IMG_SELECT_PERIOD, "Image Selector", REG_FORMAT_UINT, 1, 256, 1, 7, 1, "image"},
         {FG_SCALINGFACTOR_BLUE, "White Balance", REG_FORMAT_DOUBLE, 0, 3.9990234375, 0.0009765625, 7, 1, ""},
@@ -155,7 +157,8 @@ TEST_F(ParameterModel, EnumerationsCarryNamesValuesAndSymbols) {
     ASSERT_NE(state, nullptr);
     const EnumReg_S& e = state->record->u.eReg;
     ASSERT_EQ(e.nrOfElements, 3);
-    const std::vector<std::string> names(e.enumNames, e.enumNames + 3), symbols(e.enumDefName, e.enumDefName + 3);
+    const std::vector<std::string> names(e.enumNames, e.enumNames + 3),
+        symbols(e.enumDefName, e.enumDefName + 3);
     EXPECT_THAT(names, ElementsAre("Active", "Async Stop", "Sync Stop"));
     EXPECT_THAT(symbols, ElementsAre("TS_ACTIVE", "TS_ASYNC_STOP", "TS_SYNC_STOP"));
     EXPECT_THAT(std::vector<int>(e.enumValues, e.enumValues + 3), ElementsAre(0, 1, 2));
@@ -166,7 +169,8 @@ TEST_F(ParameterModel, EveryPublishedNameResolvesAndIndicesHaveNoGaps) {
     const int count = A().Fg_getNrOfParameter(&fg);
     EXPECT_EQ(static_cast<size_t>(count), tree.size());
     for (const Leaf& l : tree) {
-        EXPECT_EQ(A().Fg_getParameterIdByName(&fg, l.record->parameterName), l.record->id) << l.record->parameterName;
+        EXPECT_EQ(A().Fg_getParameterIdByName(&fg, l.record->parameterName), l.record->id)
+            << l.record->parameterName;
     }
     std::set<std::string> seen;
     for (int i = 0; i < count; ++i) {
@@ -185,7 +189,8 @@ TEST_F(ParameterModel, FailedLookupsAnswerInvalidParameterAndRecordIt) {
         std::function<bool()> fails;
     };
     const Case cases[] = {
-        {"lower-case name", [&] { return A().Fg_getParameterIdByName(&fg, "fg_width") == FG_INVALID_PARAMETER; }},
+        {"lower-case name",
+         [&] { return A().Fg_getParameterIdByName(&fg, "fg_width") == FG_INVALID_PARAMETER; }},
         {"empty name", [&] { return A().Fg_getParameterIdByName(&fg, "") == FG_INVALID_PARAMETER; }},
         {"null name", [&] { return A().Fg_getParameterIdByName(&fg, nullptr) == FG_INVALID_PARAMETER; }},
         {"index past the end", [&] { return A().Fg_getParameterName(&fg, count) == nullptr; }},
@@ -208,12 +213,15 @@ TEST_F(ParameterModel, DispatchRefusesWithTheRightNumber) {
         int set, get;
     };
     const Case cases[] = {
-        {FG_APPLET_VERSION, 0, FG_NOT_AVAILABLE, 0},   {FG_DMASTATUS, 0, FG_NOT_AVAILABLE, 0},
-        {FG_PIXELDEPTH, 0, FG_NOT_AVAILABLE, 0},       {FG_DIGIO_INPUT, 0, FG_NOT_AVAILABLE, 0},
+        {FG_APPLET_VERSION, 0, FG_NOT_AVAILABLE, 0},
+        {FG_DMASTATUS, 0, FG_NOT_AVAILABLE, 0},
+        {FG_PIXELDEPTH, 0, FG_NOT_AVAILABLE, 0},
+        {FG_DIGIO_INPUT, 0, FG_NOT_AVAILABLE, 0},
         {FG_APC_STOP_TIMEOUT, 0, FG_NOT_AVAILABLE, FG_INVALID_PARAMETER},
         {FG_NR_OF_DMAS, 0, FG_NOT_AVAILABLE, FG_INVALID_PARAMETER},
         {FG_TRANSFER_LEN, 0, FG_NOT_AVAILABLE, FG_INVALID_PARAMETER},
-        {FG_APPLET_ID, 0, FG_INVALID_PARAMETER, 0},    {123456, 0, FG_INVALID_PARAMETER, FG_INVALID_PARAMETER},
+        {FG_APPLET_ID, 0, FG_INVALID_PARAMETER, 0},
+        {123456, 0, FG_INVALID_PARAMETER, FG_INVALID_PARAMETER},
         {FG_DIRECT_REGISTER_ID_BASE + 5, 0, FG_INVALID_PARAMETER, FG_INVALID_PARAMETER},
         {FG_TIMEOUT, 1, FG_INVALID_PARAMETER, FG_INVALID_PARAMETER},
         {FG_APPLET_ID, 7, FG_INVALID_PARAMETER, FG_INVALID_PARAMETER},
@@ -253,10 +261,11 @@ TEST_F(ParameterModel, StartWritesTheSimulatorRegistersThenTheDefaults) {
     const auto first = std::find(written.begin(), written.end(), "AAGenEnable=0");
     ASSERT_GE(written.end() - first, 11);
     EXPECT_THAT(std::vector<std::string>(first, first + 11),
-                ElementsAre("AAGenEnable=0", "AAGenStart=0", "AAGenWidth=0", "AAGenLineWidth=0", "AAGenHeight=0",
-                            "AAGenActive=0", "AAGenPassive=0", "AAGenMask=0", "AAGenRoll=0", "FG_TIMEOUT=1000000",
-                            "FG_TURBO_DMA_MODE=0"));
-    for (const std::string& w : written) EXPECT_EQ(w.find(" !"), std::string::npos) << "a default failed: " << w;
+                ElementsAre("AAGenEnable=0", "AAGenStart=0", "AAGenWidth=0", "AAGenLineWidth=0",
+                            "AAGenHeight=0", "AAGenActive=0", "AAGenPassive=0", "AAGenMask=0", "AAGenRoll=0",
+                            "FG_TIMEOUT=1000000", "FG_TURBO_DMA_MODE=0"));
+    for (const std::string& w : written)
+        EXPECT_EQ(w.find(" !"), std::string::npos) << "a default failed: " << w;
     EXPECT_EQ(getUInt(FG_TIMEOUT), 1000000u);
     EXPECT_EQ(getUInt(FG_TURBO_DMA_MODE), 0u);
 }
@@ -287,7 +296,8 @@ TEST_F(ParameterModel, BaseWrapperIdsReachTheSdksOwnParameters) {
     EXPECT_EQ(setUInt(FG_BASE_WRAPPER_ID_BASE + FG_TIMEOUT, 88), 0);
     EXPECT_EQ(vboard::control::sdkValue(FG_TIMEOUT), 88u);
     uint32_t v = 0;
-    EXPECT_LT(A().Fg_getParameterWithType(&fg, FG_BASE_WRAPPER_ID_BASE + 1, &v, 0, 2), 0) << "no SDK parameter 1";
+    EXPECT_LT(A().Fg_getParameterWithType(&fg, FG_BASE_WRAPPER_ID_BASE + 1, &v, 0, 2), 0)
+        << "no SDK parameter 1";
 }
 
 // ---- the direct-access families, switched by the environment at construction ----
@@ -299,7 +309,7 @@ struct Switch {
 };
 
 class DirectAccess : public AppletOnBoard, public ::testing::WithParamInterface<Switch> {
-protected:
+  protected:
     void SetUp() override {
         setenv(GetParam().variable, GetParam().value, 1);
         AppletOnBoard::SetUp();
@@ -336,13 +346,15 @@ TEST_P(DirectAccess, FamiliesAppearOnlyWhenSwitchedOn) {
     EXPECT_EQ(dzeaId, s.dzea ? FG_BASE_WRAPPER_ID_BASE + FG_TIMEOUT : FG_INVALID_PARAMETER);
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Environment, DirectAccess,
-    ::testing::Values(Switch{"QORV_ENABLE_DRA", "TRUE", true, false}, Switch{"QORV_ENABLE_DRA", "Yes", true, false},
-                      Switch{"QORV_ENABLE_DRA", "1", true, false}, Switch{"QORV_ENABLE_DRA", "on", false, false},
-                      Switch{"QORV_ENABLE_DRA", "enabled", false, false},
-                      Switch{"QORV_ENABLE_DZEA", "TRUE", false, true}, Switch{"QORV_ENABLE_DZEA", "On", false, true},
-                      Switch{"QORV_ENABLE_DZEA", "enabled", false, false},
-                      Switch{"QORV_ENABLE_DZEA", "0", false, false}));
+INSTANTIATE_TEST_SUITE_P(Environment, DirectAccess,
+                         ::testing::Values(Switch{"QORV_ENABLE_DRA", "TRUE", true, false},
+                                           Switch{"QORV_ENABLE_DRA", "Yes", true, false},
+                                           Switch{"QORV_ENABLE_DRA", "1", true, false},
+                                           Switch{"QORV_ENABLE_DRA", "on", false, false},
+                                           Switch{"QORV_ENABLE_DRA", "enabled", false, false},
+                                           Switch{"QORV_ENABLE_DZEA", "TRUE", false, true},
+                                           Switch{"QORV_ENABLE_DZEA", "On", false, true},
+                                           Switch{"QORV_ENABLE_DZEA", "enabled", false, false},
+                                           Switch{"QORV_ENABLE_DZEA", "0", false, false}));
 
 }  // namespace

@@ -23,10 +23,12 @@ std::string readText(const fs::path& path) {
     return s.str();
 }
 
-void writeText(const fs::path& path, const std::string& text) { std::ofstream(path, std::ios::binary) << text; }
+void writeText(const fs::path& path, const std::string& text) {
+    std::ofstream(path, std::ios::binary) << text;
+}
 
 class Configuration : public AppletOnBoard {
-protected:
+  protected:
     void SetUp() override {
         AppletOnBoard::SetUp();
         folder = fs::temp_directory_path() / ("pellucid-config-" + std::to_string(getpid()));
@@ -75,7 +77,7 @@ struct State {
 };
 
 class RoundTrip : public Configuration, public ::testing::WithParamInterface<State> {
-public:
+  public:
     using Configuration::setDouble;
     using Configuration::setUInt;
 };
@@ -93,45 +95,45 @@ TEST_P(RoundTrip, ASavedFileLoadsBackFromAnotherState) {
 
 INSTANTIATE_TEST_SUITE_P(
     States, RoundTrip,
-    ::testing::Values(
-        State{"defaults", [](Configuration&) {}},
-        State{"image path",
-              [](Configuration& c) {
-                  auto& t = static_cast<RoundTrip&>(c);
-                  ASSERT_EQ(t.setUInt(FG_WIDTH, 512), 0);
-                  ASSERT_EQ(t.setUInt(FG_XOFFSET, 16), 0);
-                  ASSERT_EQ(t.setUInt(FG_YOFFSET, 3), 0);
-                  ASSERT_EQ(t.setUInt(FG_FORMAT, 6), 0);
-                  ASSERT_EQ(t.setUInt(FG_BAYERINIT, 1), 0);
-                  ASSERT_EQ(t.setDouble(FG_PROCESSING_GAIN, 1.25), 0);
-                  ASSERT_EQ(t.setDouble(FG_PROCESSING_GAMMA, 2.2), 0);
-                  ASSERT_EQ(t.setUInt(FG_IMG_SELECT_PERIOD, 4), 0);
-                  ASSERT_EQ(t.setUInt(FG_IMG_SELECT, 3), 0);
-                  ASSERT_EQ(t.setDouble(FG_GEN_FREQ, 12.5), 0);
-                  ASSERT_EQ(t.setUInt(FG_GEN_TAP3, 0), 0);
-              }},
-        State{"software trigger",
-              [](Configuration& c) {
-                  auto& t = static_cast<RoundTrip&>(c);
-                  ASSERT_EQ(t.setUInt(FG_AREATRIGGERMODE, 4), 0);
-                  ASSERT_EQ(t.setUInt(FG_TRIGGERSTATE, 0), 0);
-                  ASSERT_EQ(t.setUInt(FG_TRIGGERQUEUE_MODE, 1), 0);
-                  ASSERT_EQ(t.setDouble(FG_TRIGGER_FRAMESPERSECOND, 100.0), 0);
-                  ASSERT_EQ(t.setUInt(FG_TRIGGER_PULSEFORMGEN1_DOWNSCALE, 3), 0);
-                  ASSERT_EQ(t.setUInt(FG_TRIGGER_PULSEFORMGEN1_DOWNSCALE_PHASE, 2), 0);
-                  ASSERT_EQ(t.setDouble(FG_TRIGGER_PULSEFORMGEN1_DELAY, 100.0), 0);
-                  ASSERT_EQ(t.setUInt(FG_TRIGGERIN_DOWNSCALE, 5), 0);
-                  ASSERT_EQ(t.setUInt(FG_TRIGGEROUT_SELECT3, 11), 0);
-              }},
-        State{"legacy trigger", [](Configuration& c) {
-                  auto& t = static_cast<RoundTrip&>(c);
-                  ASSERT_EQ(t.setUInt(FG_TRIGGER_LEGACY_MODE, 1), 0);
-                  ASSERT_EQ(t.setUInt(FG_TRIGGERMODE, 1), 0);
-                  ASSERT_EQ(t.setUInt(FG_EXSYNCON, 1), 0);
-                  ASSERT_EQ(t.setUInt(FG_EXPOSURE, 2000), 0);
-                  ASSERT_EQ(t.setUInt(FG_CCSEL1, 2), 0);
-                  ASSERT_EQ(t.setUInt(FG_DIGIO_OUTPUT, 1), 0);
-              }}),
+    ::testing::Values(State{"defaults", [](Configuration&) {}},
+                      State{"image path",
+                            [](Configuration& c) {
+                                auto& t = static_cast<RoundTrip&>(c);
+                                ASSERT_EQ(t.setUInt(FG_WIDTH, 512), 0);
+                                ASSERT_EQ(t.setUInt(FG_XOFFSET, 16), 0);
+                                ASSERT_EQ(t.setUInt(FG_YOFFSET, 3), 0);
+                                ASSERT_EQ(t.setUInt(FG_FORMAT, 6), 0);
+                                ASSERT_EQ(t.setUInt(FG_BAYERINIT, 1), 0);
+                                ASSERT_EQ(t.setDouble(FG_PROCESSING_GAIN, 1.25), 0);
+                                ASSERT_EQ(t.setDouble(FG_PROCESSING_GAMMA, 2.2), 0);
+                                ASSERT_EQ(t.setUInt(FG_IMG_SELECT_PERIOD, 4), 0);
+                                ASSERT_EQ(t.setUInt(FG_IMG_SELECT, 3), 0);
+                                ASSERT_EQ(t.setDouble(FG_GEN_FREQ, 12.5), 0);
+                                ASSERT_EQ(t.setUInt(FG_GEN_TAP3, 0), 0);
+                            }},
+                      State{"software trigger",
+                            [](Configuration& c) {
+                                auto& t = static_cast<RoundTrip&>(c);
+                                ASSERT_EQ(t.setUInt(FG_AREATRIGGERMODE, 4), 0);
+                                ASSERT_EQ(t.setUInt(FG_TRIGGERSTATE, 0), 0);
+                                ASSERT_EQ(t.setUInt(FG_TRIGGERQUEUE_MODE, 1), 0);
+                                ASSERT_EQ(t.setDouble(FG_TRIGGER_FRAMESPERSECOND, 100.0), 0);
+                                ASSERT_EQ(t.setUInt(FG_TRIGGER_PULSEFORMGEN1_DOWNSCALE, 3), 0);
+                                ASSERT_EQ(t.setUInt(FG_TRIGGER_PULSEFORMGEN1_DOWNSCALE_PHASE, 2), 0);
+                                ASSERT_EQ(t.setDouble(FG_TRIGGER_PULSEFORMGEN1_DELAY, 100.0), 0);
+                                ASSERT_EQ(t.setUInt(FG_TRIGGERIN_DOWNSCALE, 5), 0);
+                                ASSERT_EQ(t.setUInt(FG_TRIGGEROUT_SELECT3, 11), 0);
+                            }},
+                      State{"legacy trigger",
+                            [](Configuration& c) {
+                                auto& t = static_cast<RoundTrip&>(c);
+                                ASSERT_EQ(t.setUInt(FG_TRIGGER_LEGACY_MODE, 1), 0);
+                                ASSERT_EQ(t.setUInt(FG_TRIGGERMODE, 1), 0);
+                                ASSERT_EQ(t.setUInt(FG_EXSYNCON, 1), 0);
+                                ASSERT_EQ(t.setUInt(FG_EXPOSURE, 2000), 0);
+                                ASSERT_EQ(t.setUInt(FG_CCSEL1, 2), 0);
+                                ASSERT_EQ(t.setUInt(FG_DIGIO_OUTPUT, 1), 0);
+                            }}),
     [](const ::testing::TestParamInfo<State>& info) {
         std::string name = info.param.name;
         for (char& c : name) c = std::isalnum(static_cast<unsigned char>(c)) ? c : '_';
@@ -169,7 +171,8 @@ TEST_F(Configuration, HeaderRulesDecideWhetherALoadStarts) {
         return t;
     };
     const Case cases[] = {
-        {"another applet's file", replaced("Typ='Pellucid'", "Typ='Other'"), "other.mcf", FG_CONFIG_LOAD_FAILED},
+        {"another applet's file", replaced("Typ='Pellucid'", "Typ='Other'"), "other.mcf",
+         FG_CONFIG_LOAD_FAILED},
         {"no maker", replaced("Hersteller=", "Maker="), "maker.mcf", FG_CONFIG_LOAD_FAILED},
         {"no active port", replaced("AktivePort=", "Port="), "port.mcf", FG_CONFIG_LOAD_FAILED},
         {"not a configuration file name", good, "good.txt", FG_CONFIG_LOAD_FAILED},

@@ -18,7 +18,7 @@
 namespace {
 
 class GenApiDescription : public AppletOnBoard {
-protected:
+  protected:
     std::string document() {
         size_t size = 0;
         EXPECT_EQ(A().Fg_getParameterInfoXML(&fg, 0, nullptr, &size), 0);
@@ -81,7 +81,8 @@ bool access(guint64 address, guint32 size, void* buffer, bool write) {
     if (address >> 32) {  // one entry of a field parameter
         FieldParameterInt entry{0, static_cast<uint32_t>((address & 0xffffffffu) / 4)};
         if (write) std::memcpy(&entry.value, buffer, 4);
-        if (setOrGet(static_cast<int>(address >> 32), &entry, FG_PARAM_TYPE_STRUCT_FIELDPARAMINT) != 0) return false;
+        if (setOrGet(static_cast<int>(address >> 32), &entry, FG_PARAM_TYPE_STRUCT_FIELDPARAMINT) != 0)
+            return false;
         if (!write) std::memcpy(buffer, &entry.value, 4);
         return true;
     }
@@ -93,7 +94,8 @@ bool access(guint64 address, guint32 size, void* buffer, bool write) {
         case REG_FORMAT_STRING:
             return setOrGet(it->first, buffer, FG_PARAM_TYPE_CHAR_PTR) == 0;
         default:
-            return setOrGet(it->first, buffer, size == 8 ? FG_PARAM_TYPE_UINT64_T : FG_PARAM_TYPE_UINT32_T) == 0;
+            return setOrGet(it->first, buffer, size == 8 ? FG_PARAM_TYPE_UINT64_T : FG_PARAM_TYPE_UINT32_T) ==
+                   0;
     }
 }
 
@@ -132,7 +134,7 @@ static void applet_port_device_class_init(AppletPortDeviceClass* klass) {
 namespace {
 
 class GenApiConsumer : public GenApiDescription {
-protected:
+  protected:
     void SetUp() override {
         GenApiDescription::SetUp();
         gApplet = &fg;
@@ -187,10 +189,12 @@ TEST_F(GenApiConsumer, EveryParameterIsAFeatureWithItsRangeOrEntries) {
             case REG_FORMAT_ENUM: {
                 ASSERT_TRUE(ARV_IS_GC_ENUMERATION(n));
                 std::vector<gint64> values;
-                for (const GSList* e = arv_gc_enumeration_get_entries(ARV_GC_ENUMERATION(n)); e; e = e->next) {
+                for (const GSList* e = arv_gc_enumeration_get_entries(ARV_GC_ENUMERATION(n)); e;
+                     e = e->next) {
                     values.push_back(arv_gc_enum_entry_get_value(ARV_GC_ENUM_ENTRY(e->data), &error));
                 }
-                std::vector<gint64> expected(r->u.eReg.enumValues, r->u.eReg.enumValues + r->u.eReg.nrOfElements);
+                std::vector<gint64> expected(r->u.eReg.enumValues,
+                                             r->u.eReg.enumValues + r->u.eReg.nrOfElements);
                 std::sort(values.begin(), values.end());
                 std::sort(expected.begin(), expected.end());
                 EXPECT_EQ(values, expected);

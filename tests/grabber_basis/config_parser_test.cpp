@@ -17,9 +17,10 @@ namespace {
 namespace fs = std::filesystem;
 
 class ConfigFile : public ::testing::Test {
-protected:
+  protected:
     void SetUp() override {
-        path = (fs::temp_directory_path() / ("pellucid-config-" + std::to_string(getpid()) + ".mcf")).string();
+        path =
+            (fs::temp_directory_path() / ("pellucid-config-" + std::to_string(getpid()) + ".mcf")).string();
     }
     void TearDown() override { fs::remove(path); }
 
@@ -50,10 +51,11 @@ TEST_F(ConfigFile, WritesHeaderPortSectionAndEveryLineForm) {
         parser.writeConfigFileValue("RAW", "x y");
         parser.writeConfigFilePortB();
     }
-    EXPECT_EQ(readText(),
-              "[Kamerasektion]\n\nConfigFileVersion=2.0;\nTyp='Pellucid';\nAktivePort=0;\n\n[Port A]\n"
-              "FG_WIDTH=-16;\nBIG=18446744073709551615;\nD1=0.1;\nD2=0.333333333333;\nD3=6250000;\nD4=1e-20;\n"
-              "RAW=x y;\n\n[Port B]\n");
+    EXPECT_EQ(
+        readText(),
+        "[Kamerasektion]\n\nConfigFileVersion=2.0;\nTyp='Pellucid';\nAktivePort=0;\n\n[Port A]\n"
+        "FG_WIDTH=-16;\nBIG=18446744073709551615;\nD1=0.1;\nD2=0.333333333333;\nD3=6250000;\nD4=1e-20;\n"
+        "RAW=x y;\n\n[Port B]\n");
 }
 
 TEST_F(ConfigFile, DoublesUseAPointUnderADecimalCommaLocale) {
@@ -107,7 +109,8 @@ TEST_F(ConfigFile, SectionReadersFollowTheirSearchRules) {
     EXPECT_EQ(d, 1.5);
     EXPECT_EQ(parser.parseIntKeySection(0, "FG_ONLY_B", i), 0) << "the search runs on past the next section";
     EXPECT_EQ(i, 42);
-    EXPECT_EQ(parser.parseIntKeySection(1, "FG_WIDTH", i), -1) << "port B's section is searched from its header";
+    EXPECT_EQ(parser.parseIntKeySection(1, "FG_WIDTH", i), -1)
+        << "port B's section is searched from its header";
     EXPECT_EQ(i, 42) << "a failed read leaves the value alone";
     EXPECT_EQ(parser.parseKeySection(2, "FG_WIDTH", text), FG_CONFIG_KEY_NOT_FOUND);
     EXPECT_EQ(text, "Error");
@@ -146,7 +149,8 @@ TEST_F(ConfigFile, MissingOrForeignFilesOpenNothing) {
 
 TEST_F(ConfigFile, TruncatedAndGarbledFilesNeverCrash) {
     const std::string good =
-        "[Kamerasektion]\n\nConfigFileVersion=2.0;\nTyp='Pellucid';\n\n[Port A]\nFG_WIDTH=1024;\nFG_GAIN=2.5;\n";
+        "[Kamerasektion]\n\nConfigFileVersion=2.0;\nTyp='Pellucid';\n\n[Port "
+        "A]\nFG_WIDTH=1024;\nFG_GAIN=2.5;\n";
     for (size_t cut = 0; cut <= good.size(); ++cut) {
         std::string damaged = good.substr(0, cut);
         if (cut % 7 == 3) damaged += std::string("\0\xff\x01=;'", 6);

@@ -11,10 +11,12 @@
 #include "qorviolibrt.h"
 #include "vboard/control.h"
 
-inline const AppletLibrary& A() { return AppletLibrary::get(); }
+inline const AppletLibrary& A() {
+    return AppletLibrary::get();
+}
 
 class AppletOnBoard : public ::testing::Test {
-protected:
+  protected:
     void SetUp() override {
         vboard::control::reset();
         int error = 1;
@@ -37,8 +39,12 @@ protected:
         EXPECT_EQ(A().Fg_getParameterWithType(&fg, id, &v, 0, FG_PARAM_TYPE_DOUBLE), 0) << id;
         return v;
     }
-    int setUInt(int id, uint32_t v) { return A().Fg_setParameterWithType(&fg, id, &v, 0, FG_PARAM_TYPE_UINT32_T); }
-    int setDouble(int id, double v) { return A().Fg_setParameterWithType(&fg, id, &v, 0, FG_PARAM_TYPE_DOUBLE); }
+    int setUInt(int id, uint32_t v) {
+        return A().Fg_setParameterWithType(&fg, id, &v, 0, FG_PARAM_TYPE_UINT32_T);
+    }
+    int setDouble(int id, double v) {
+        return A().Fg_setParameterWithType(&fg, id, &v, 0, FG_PARAM_TYPE_DOUBLE);
+    }
     int lastError() { return A().Fg_getLastErrorNumber(&fg); }
 
     // The description record the applet publishes for `id`, or null.
@@ -52,7 +58,8 @@ protected:
             }
             for (int i = 0; i < r->u.gReg.nrOfElements; ++i) self(r->u.gReg.elements[i], self);
         };
-        for (const RegisterInfo* g = A().Fg_getParameterInfo(&fg, 0); g != nullptr; g = g->next) search(g, search);
+        for (const RegisterInfo* g = A().Fg_getParameterInfo(&fg, 0); g != nullptr; g = g->next)
+            search(g, search);
         return found;
     }
 

@@ -10,13 +10,14 @@
 #include "applet_entry.h"
 #include "fglib5.h"
 
-#define PELLUCID_APPLET_EXPORTS(X)                                                                        \
-    X(Std_entry)                                                                                          \
-    X(Info) X(Fg_getAppletId) X(Fg_setParameterWithType) X(Fg_getParameterWithType) X(Fg_getNrOfParameter) \
-        X(Fg_getParameterName) X(Fg_getParameterId) X(Fg_getParameterIdByName) X(Fg_getStatusEx)         \
+#define PELLUCID_APPLET_EXPORTS(X)                                                                         \
+    X(Std_entry)                                                                                           \
+    X(Info)                                                                                                \
+    X(Fg_getAppletId) X(Fg_setParameterWithType) X(Fg_getParameterWithType) X(Fg_getNrOfParameter)         \
+        X(Fg_getParameterName) X(Fg_getParameterId) X(Fg_getParameterIdByName) X(Fg_getStatusEx)           \
             X(Fg_saveConfig) X(Fg_loadConfig) X(Fg_AcquireEx) X(Fg_stopAcquireEx) X(Fg_getLastPicNumberEx) \
                 X(Fg_getLastPicNumberBlockingEx) X(Fg_FreeGrabber) X(Fg_getLastErrorNumber)                \
-                    X(Fg_getParameterInfo) X(Fg_getParameterInfoXML) X(Fg_AllocShading) X(Fg_FreeShading) \
+                    X(Fg_getParameterInfo) X(Fg_getParameterInfoXML) X(Fg_AllocShading) X(Fg_FreeShading)  \
                         X(Shad_SetSubValueLine) X(Shad_SetMultValueLine) X(Shad_SetFixedPatternNoiseLine)  \
                             X(Shad_GetMaxLine) X(Shad_GetAccess) X(Shad_FreeAccess) X(Shad_WriteActLine)   \
                                 X(Fg_getEventMask) X(Fg_getEventName)
@@ -35,8 +36,8 @@ struct AppletLibrary {
 
     explicit AppletLibrary(const char* path) : handle(dlopen(path, RTLD_NOW | RTLD_LOCAL)) {
         if (handle == nullptr) throw std::runtime_error(std::string("cannot load the applet: ") + dlerror());
-#define PELLUCID_BIND(name)                                                  \
-    name = reinterpret_cast<decltype(name)>(dlsym(handle, #name));           \
+#define PELLUCID_BIND(name)                                        \
+    name = reinterpret_cast<decltype(name)>(dlsym(handle, #name)); \
     if (name == nullptr) throw std::runtime_error("applet lacks " #name);
         PELLUCID_APPLET_EXPORTS(PELLUCID_BIND)
 #undef PELLUCID_BIND

@@ -5,11 +5,11 @@
 
 #include <condition_variable>
 #include <cstdint>
+#include <deque>
 #include <mutex>
 #include <string>
 #include <string_view>
 #include <unordered_map>
-#include <deque>
 #include <vector>
 
 #include "c_api.h"
