@@ -79,100 +79,6 @@ double codeToDouble(uint64_t code, int fraction) {
 }
 
 // ---------------------------------------------------------------------------------------------
-// Acquisition
-
-int Acquisition::start(const void* owner, long pictures, const void* memory, long bufferCount) {
-    std::lock_guard lock(m_);
-    if (running_) return FG_ACQUISITION_RUNNING;
-    running_ = true;
-    owner_ = owner;
-    memory_ = memory;
-    wanted_ = pictures;
-    bufferCount_ = bufferCount;
-    last_ = 0;
-    return 0;
-}
-
-int Acquisition::stop() {
-    std::lock_guard lock(m_);
-    if (!running_) return FG_ACQUISITION_NOT_RUNNING;
-    running_ = false;
-    owner_ = nullptr;
-    memory_ = nullptr;
-    return 0;
-}
-
-void Acquisition::stopOwnedBy(const void* owner) {
-    std::lock_guard lock(m_);
-    if (running_ && owner_ == owner) {
-        running_ = false;
-        owner_ = nullptr;
-        memory_ = nullptr;
-    }
-}
-
-bool Acquisition::running() const {
-    std::lock_guard lock(m_);
-    return running_;
-}
-
-bool Acquisition::uses(const void* memory) const {
-    std::lock_guard lock(m_);
-    return running_ && memory != nullptr && memory_ == memory;
-}
-
-long Acquisition::lastPicture() const {
-    std::lock_guard lock(m_);
-    return last_;
-}
-
-long Acquisition::wanted() const {
-    std::lock_guard lock(m_);
-    return wanted_;
-}
-
-long Acquisition::bufferCount() const {
-    std::lock_guard lock(m_);
-    return bufferCount_;
-}
-
-long Acquisition::waitForPicture(long number, int timeoutSeconds) {
-    std::unique_lock lock(m_);
-    const auto deadline =
-        std::chrono::steady_clock::now() + std::chrono::seconds(std::max(timeoutSeconds, 0));
-    if (!cv_.wait_until(lock, deadline, [&] { return last_ >= number; })) return FG_TIMEOUT_ERR;
-    return last_;
-}
-
-void Acquisition::deliver(unsigned frames) {
-    {
-        std::lock_guard lock(m_);
-        for (unsigned i = 0; i < frames && running_; ++i) {
-            ++last_;
-            if (wanted_ > 0 && last_ >= wanted_) {
-                running_ = false;
-                owner_ = nullptr;
-                memory_ = nullptr;
-            }
-        }
-    }
-    cv_.notify_all();
-}
-
-void Acquisition::reset() {
-    {
-        std::lock_guard lock(m_);
-        running_ = false;
-        owner_ = nullptr;
-        memory_ = nullptr;
-        wanted_ = 0;
-        bufferCount_ = 0;
-        last_ = 0;
-    }
-    cv_.notify_all();
-}
-
-// ---------------------------------------------------------------------------------------------
 // Board: layout
 
 Board* Board::at(int index) {
@@ -188,7 +94,7 @@ Board* Board::from(const ZEdevice* d) {
     return nullptr;
 }
 
-Board::Board(int index) : index_(index) {
+Board::Board(int index) : index_(index), acquisition_(*this) {
     for (const SdkParameter& p : sdkParameters()) sdk_[p.id] = p.powerOn;
 }
 
@@ -220,6 +126,8 @@ void Board::configure(const Design& design) {
         parameters_.push_back(ParameterSlot{p, std::vector<uint64_t>(p.entries, 0)});
         names_[p.name] = -static_cast<int>(parameters_.size());
     }
+    const int found = lookup("Device1_Process1_Trigger_TriggerCam0_TriggerMode_SoftwareTrigger_Mode");
+    softwareTrigger_ = found < 0 ? -found - 1 : -1;
 }
 
 void Board::powerOn() {
@@ -326,6 +234,8 @@ int Board::writeUint(int position, uint64_t value, int type) {
     if (e.error == 0 && p->layout.access == Access::ReadOnly) e.error = FG_NOT_AVAILABLE;
     if (e.error == 0 && !fits(value, type, p->layout.bits)) e.error = FG_VALUE_OUT_OF_RANGE;
     if (e.error == 0) p->values[0] = value;
+    // The clear command's value 2 is one pulse into the trigger.
+    if (e.error == 0 && position == softwareTrigger_ && value == 2) ++softwarePulses_;
     const int error = e.error;
     record(std::move(e));
     return error;
@@ -519,6 +429,74 @@ uint64_t& Board::scalar(std::string_view name, int* bits) {
         throw std::invalid_argument("'" + p.layout.name + "' is a field; use the field functions");
     *bits = p.layout.bits;
     return p.values[0];
+}
+
+uint64_t Board::get(std::string_view name) const {
+    const int found = lookup(name);
+    if (found > 0) return registers_[found - 1].value;
+    if (found < 0) return parameters_[-found - 1].values[0];
+    return 0;
+}
+
+void Board::setReadout(std::string_view name, uint64_t value) {
+    std::lock_guard lock(m_);
+    const int found = lookup(name);
+    if (found >= 0) return;
+    ParameterSlot& p = parameters_[-found - 1];
+    if (p.layout.kind == ParamKind::Uint) p.values[0] = std::min(value, maxOfWidth(p.layout.bits));
+}
+
+CameraSettings Board::cameraSettings() const {
+    static const std::string t = "Device1_Process1_Trigger_TriggerCam0_";
+    std::lock_guard lock(m_);
+    CameraSettings c;
+    c.on = get("AAGenEnable") == 1 && get("AAGenStart") == 1;
+    c.width = static_cast<uint32_t>(get("AAGenWidth"));
+    c.lineWidth = static_cast<uint32_t>(get("AAGenLineWidth"));
+    c.height = static_cast<uint32_t>(get("AAGenHeight"));
+    c.active = static_cast<uint32_t>(get("AAGenActive"));
+    c.passive = static_cast<uint32_t>(get("AAGenPassive"));
+    c.mask = static_cast<uint32_t>(get("AAGenMask"));
+    c.roll = get("AAGenRoll") != 0;
+    static constexpr int kBits[] = {8, 10, 12};
+    const uint64_t format = get("Device1_Process0_Camera_Format");
+    c.bits = format < 3 ? kBits[format] : 12;
+    c.ccSelect = static_cast<uint32_t>(get(t + "CameraControl_Select0_Select_Select"));
+    c.pulsesFlow = get(t + "PulseFormGenerators_Enable_Select") == 1 &&
+                   get(t + "Generators_ClearQueuePulse_Mode") == 0 &&
+                   get(t + "TriggerMode_SelectExternal_Select") == 0;
+    c.fromQueue = get(t + "Generators_EnableQueue_Select") == 1;
+    c.periodTicks = get(t + "Generators_Generator_MinimumPeriod_Number") + 9;
+    return c;
+}
+
+DesignSettings Board::designSettings() const {
+    static const std::string p = "Device1_Process0_";
+    std::lock_guard lock(m_);
+    DesignSettings s;
+    s.xOffset = static_cast<uint32_t>(get(p + "Buffer_0_DRAM_A_0_XOffset"));
+    s.yOffset = static_cast<uint32_t>(get(p + "Buffer_0_DRAM_A_0_YOffset"));
+    s.width = static_cast<uint32_t>(get(p + "Buffer_0_DRAM_A_0_XLength"));
+    s.height = static_cast<uint32_t>(get(p + "Buffer_0_DRAM_A_0_YLength"));
+    s.bayer = static_cast<uint32_t>(get(p + "Bayer_Bayer_BayerInit")) & 3;
+    s.coefficient = {static_cast<uint32_t>(get(p + "Bayer_White_RedCoefficient")),
+                     static_cast<uint32_t>(get(p + "Bayer_White_GreenCoefficient")),
+                     static_cast<uint32_t>(get(p + "Bayer_White_BlueCoefficient"))};
+    static const char* const luts[] = {"LookupTable_R_LUTcontent", "LookupTable_G_LUTcontent",
+                                       "LookupTable_B_LUTcontent"};
+    for (int c = 0; c < 3; ++c) {
+        const int found = lookup(p + luts[c]);
+        if (found >= 0) continue;
+        const std::vector<uint64_t>& v = parameters_[-found - 1].values;
+        for (size_t i = 0; i < s.lut[c].size() && i < v.size(); ++i)
+            s.lut[c][i] = static_cast<uint16_t>(std::min<uint64_t>(v[i], 4095));
+    }
+    s.col24 = get(p + "OutputFormat_FG_FORMAT_SelectSource") == 1;
+    s.leftAligned = get(p + "OutputFormat_FG_BITALIGNMENT_Value") == 1;
+    s.selectDivisor =
+        std::max<uint32_t>(static_cast<uint32_t>(get(p + "ImageSelector_FG_IMG_SELECT_PERIOD_Divisor")), 1);
+    s.selectPhase = static_cast<uint32_t>(get(p + "ImageSelector_FG_IMG_SELECT_PHASE_Number"));
+    return s;
 }
 
 void Board::setValue(std::string_view name, uint64_t value) {

@@ -3,7 +3,7 @@
 // the SDK's own parameters, the journal of writes, failure injection and the DMA channel.
 #pragma once
 
-#include <condition_variable>
+#include <atomic>
 #include <cstdint>
 #include <deque>
 #include <mutex>
@@ -12,8 +12,10 @@
 #include <unordered_map>
 #include <vector>
 
+#include "acquisition.h"
 #include "c_api.h"
 #include "design.h"
+#include "pipeline.h"
 #include "vboard/control.h"
 
 namespace vboard {
@@ -40,33 +42,19 @@ inline uint64_t maxOfWidth(int bits) {
     return bits >= 64 ? ~uint64_t{0} : (uint64_t{1} << bits) - 1;
 }
 
-// DMA channel 0 of a board. No image pipeline yet: pictures complete only when a frame source
-// (for now the test control) delivers them.
-class VBOARD_EXPORT Acquisition {
-  public:
-    // owner: whatever started it (stopped with it); memory: the buffers in use, or null.
-    int start(const void* owner, long pictures, const void* memory, long bufferCount);
-    int stop();
-    void stopOwnedBy(const void* owner);
-    bool running() const;
-    bool uses(const void* memory) const;
-    long lastPicture() const;
-    long wanted() const;
-    long bufferCount() const;
-    // The last picture number once it reaches `number`, or FG_TIMEOUT_ERR after timeoutSeconds.
-    long waitForPicture(long number, int timeoutSeconds);
-    void deliver(unsigned frames);
-    void reset();
-
-  private:
-    mutable std::mutex m_;
-    std::condition_variable cv_;
-    bool running_ = false;
-    const void* owner_ = nullptr;
-    const void* memory_ = nullptr;
-    long wanted_ = 0;
-    long bufferCount_ = 0;
-    long last_ = 0;
+// The camera simulator's and the trigger block's registers and parameters, as the design holds
+// them, for the frame source.
+struct CameraSettings {
+    bool on = false;                                // simulator enabled (not the camera port) and started
+    uint32_t width = 0, lineWidth = 0, height = 0;  // tap clocks, tap clocks, lines
+    uint32_t active = 0, passive = 0;               // design clocks of the pixel clock pattern
+    uint32_t mask = 0;                              // enabled taps
+    bool roll = false;
+    int bits = 8;
+    uint32_t ccSelect = 5;     // camera-control line 0: 0..3 pulse form generator, 4 bypass, else constant
+    bool pulsesFlow = false;   // generator enabled, queue not held cleared, no external source
+    bool fromQueue = false;    // pulses are software triggers paced by the generator
+    uint64_t periodTicks = 9;  // generator period in 16 ns ticks
 };
 
 class VBOARD_EXPORT Board {
@@ -125,6 +113,14 @@ class VBOARD_EXPORT Board {
 
     Acquisition& acquisition() { return acquisition_; }
 
+    // ---- frame source ----
+    CameraSettings cameraSettings() const;
+    DesignSettings designSettings() const;
+    // Sets a read-only status value of the design; a design without it is left alone.
+    void setReadout(std::string_view name, uint64_t value);
+    // Writes of 2 to the software trigger so far.
+    uint64_t softwarePulses() const { return softwarePulses_.load(); }
+
   private:
     struct RegisterSlot {
         RegisterLayout layout;
@@ -147,7 +143,8 @@ class VBOARD_EXPORT Board {
     ParameterSlot& parameterByName(std::string_view name, ParamKind kind);
     const ParameterSlot& parameterByName(std::string_view name, ParamKind kind) const;
     uint64_t& scalar(std::string_view name, int* bits);
-    int lookup(std::string_view name) const;  // > 0 register number, < 0 -(position + 1), 0 unknown
+    uint64_t get(std::string_view name) const;  // 0 for an unknown name; caller holds m_
+    int lookup(std::string_view name) const;    // > 0 register number, < 0 -(position + 1), 0 unknown
 
     const int index_;
     mutable std::mutex m_;
@@ -159,7 +156,9 @@ class VBOARD_EXPORT Board {
     std::deque<control::JournalEntry> journal_;
     std::vector<FailureRule> failures_;
     std::unordered_map<int, uint64_t> sdk_;
-    Acquisition acquisition_;
+    int softwareTrigger_ = -1;  // position of the software trigger parameter
+    std::atomic<uint64_t> softwarePulses_{0};
+    Acquisition acquisition_;  // last: its thread reads the board until it is destroyed
 };
 
 }  // namespace vboard

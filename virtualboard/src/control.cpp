@@ -113,6 +113,11 @@ void deliverFrames(unsigned count, unsigned b) {
     board(b).acquisition().deliver(count);
 }
 
+void setTimeScale(double factor, unsigned b) {
+    if (!(factor > 0.0) || factor > 1e9) throw std::invalid_argument("time scale must be above 0");
+    board(b).acquisition().setTimeScale(factor);
+}
+
 void loadDesign(const std::string& path, unsigned b) {
     Board& target = board(b);
     std::ifstream in(path, std::ios::binary);

@@ -1,6 +1,5 @@
-// libfglib5.so: DMA memory, acquisition, picture numbers and status. No image pipeline yet: the
-// board's DMA channel keeps the state and a frame source (for now the test control) completes
-// pictures.
+// libfglib5.so: DMA memory, acquisition, picture numbers and status. The board's DMA channel keeps
+// the state; its frame source runs while an acquisition does.
 #include <cstdlib>
 #include <new>
 #include <unordered_set>
@@ -46,8 +45,10 @@ int check(HandleState* s, unsigned int dmaIndex, dma_mem* memory, bool memoryReq
 
 int startAcquisition(Fg_Struct* fg, HandleState* s, long pictureCount, dma_mem* memory) {
     if (pictureCount == 0 || pictureCount < GRAB_INFINITE) return fail(s, FG_INVALID_PARAMETER);
-    return fail(
-        s, s->board->acquisition().start(fg, pictureCount, memory, memory != nullptr ? memory->count : 0));
+    if (memory == nullptr)
+        return fail(s, s->board->acquisition().start(fg, pictureCount, nullptr, 0, nullptr, 0));
+    return fail(s, s->board->acquisition().start(fg, pictureCount, memory, memory->count, memory->data,
+                                                 memory->bufferSize));
 }
 
 }  // namespace
@@ -61,6 +62,7 @@ void releaseHandleResources(Fg_Struct* fg, HandleState* s) {
         if ((*it)->owner == fg) {
             // An acquisition of another handle must not outlive its buffers.
             if ((*it)->board->acquisition().uses(*it)) (*it)->board->acquisition().stop();
+            (*it)->board->acquisition().forget(*it);
             freeMemory(*it);
             it = memories.erase(it);
         } else {
@@ -114,6 +116,7 @@ int Fg_FreeMemEx(Fg_Struct* fg, dma_mem* memory) {
         std::lock_guard lock(memoryMutex);
         if (memories.erase(memory) == 0) return fail(s, FG_INVALID_MEMORY);  // freed meanwhile
     }
+    s->board->acquisition().forget(memory);
     freeMemory(memory);
     return fail(s, 0);
 }
@@ -124,6 +127,9 @@ void* Fg_getImagePtrEx(Fg_Struct* fg, long pictureNumber, unsigned int dmaIndex,
     ROUTE_IF_PROVIDED(s, Fg_getImagePtrEx, fg, pictureNumber, dmaIndex, memory)
     int error = check(s, dmaIndex, memory, true);
     if (error == 0 && pictureNumber < 1) error = FG_INVALID_PARAMETER;
+    // A later picture overwrote its buffer. One not yet complete gives the buffer it will fill.
+    if (error == 0 && s->board->acquisition().overwritten(memory, pictureNumber))
+        error = FG_INVALID_PARAMETER;
     fail(s, error);
     if (error != 0) return nullptr;
     const auto slot = static_cast<size_t>((pictureNumber - 1) % memory->count);
@@ -190,6 +196,7 @@ long Fg_getStatusEx(Fg_Struct* fg, int parameter, long data, unsigned int dmaInd
     ROUTE_TO_APPLET(s, Fg_getStatusEx, FG_NOT_AVAILABLE, fg, parameter, data, dmaIndex, memory)
     if (int error = check(s, dmaIndex, memory, false)) return fail(s, error);
     const Acquisition& a = s->board->acquisition();
+    const AcquisitionCounters counters = a.counters();
     long result = FG_INVALID_PARAMETER;
     switch (parameter) {
         case VBOARD_STATUS_ACQUIRING:
@@ -203,6 +210,21 @@ long Fg_getStatusEx(Fg_Struct* fg, int parameter, long data, unsigned int dmaInd
             break;
         case VBOARD_STATUS_BUFFER_COUNT:
             result = a.bufferCount();
+            break;
+        case VBOARD_STATUS_FRAMES_DELIVERED:
+            result = counters.delivered;
+            break;
+        case VBOARD_STATUS_FRAMES_LOST:
+            result = counters.lost;
+            break;
+        case VBOARD_STATUS_START_OF_FRAME_EVENTS:
+            result = counters.startOfFrame;
+            break;
+        case VBOARD_STATUS_END_OF_FRAME_EVENTS:
+            result = counters.endOfFrame;
+            break;
+        case VBOARD_STATUS_FILL_LEVEL:
+            result = a.fillLevel();
             break;
     }
     fail(s, result < 0 && parameter != VBOARD_STATUS_PICTURES_WANTED ? static_cast<int>(result) : 0);

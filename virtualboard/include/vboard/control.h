@@ -79,9 +79,14 @@ VBOARD_CONTROL_API std::vector<uint64_t> field(std::string_view name, unsigned b
 VBOARD_CONTROL_API void setSdkValue(int id, uint64_t value, unsigned board = 0);
 VBOARD_CONTROL_API uint64_t sdkValue(int id, unsigned board = 0);
 
-// Stand-in for the coming frame source: completes `count` pictures on DMA channel 0 of a running
-// acquisition (waking blocked picture-number waits). Does nothing while no acquisition runs.
+// Completes `count` pictures without images on DMA channel 0 of a running acquisition, beside the
+// board's own frame source (waking blocked picture-number waits). Does nothing while no
+// acquisition runs.
 VBOARD_CONTROL_API void deliverFrames(unsigned count = 1, unsigned board = 0);
+
+// Simulated time of the board's frame source runs `factor` (> 0) times as fast as real time, from
+// the next acquisition start on; reset() returns it to 1. Throws std::invalid_argument otherwise.
+VBOARD_CONTROL_API void setTimeScale(double factor, unsigned board = 0);
 
 // Configures the board from a design file the way an SDK handle does, so that failure rules and
 // values can be set before an applet opens the board. Throws std::invalid_argument with the

@@ -13,5 +13,11 @@
 #define VBOARD_STATUS_LAST_PICTURE 2    /* number of the last complete picture, 0 before the first */
 #define VBOARD_STATUS_PICTURES_WANTED 3 /* picture count of the current or last acquisition (-1 endless) */
 #define VBOARD_STATUS_BUFFER_COUNT 4    /* buffers of the memory of the acquisition, 0 without */
+/* Counted from the start of the current or last acquisition: */
+#define VBOARD_STATUS_FRAMES_DELIVERED 5      /* pictures completed in the buffers */
+#define VBOARD_STATUS_FRAMES_LOST 6           /* selected frames that found no free or large enough buffer */
+#define VBOARD_STATUS_START_OF_FRAME_EVENTS 7 /* frames the camera began */
+#define VBOARD_STATUS_END_OF_FRAME_EVENTS 8   /* frames the camera finished */
+#define VBOARD_STATUS_FILL_LEVEL 9            /* percent of the buffers holding pictures not yet asked for */
 
 #endif

@@ -1,0 +1,263 @@
+#include "Board.h"
+
+#include <charconv>
+#include <cinttypes>
+#include <cstdio>
+#include <cstring>
+#include <limits>
+#include <vector>
+
+#include "ParameterTree.h"
+#include "fglib5.h"
+
+namespace pellucid {
+namespace {
+
+// Room the SDK gets for a string value.
+constexpr size_t kStringCapacity = 1024;
+
+std::string quoted(const std::string& s) {
+    return "\"" + s + "\"";
+}
+
+const char* nameOf(const RegisterInfo& r) {
+    return r.parameterName != nullptr ? r.parameterName : "?";
+}
+
+// Every entry of an enumeration, for messages: `FG_COL24 (2, Color 24bit), ...`.
+std::string entryList(const RegisterInfo& r) {
+    std::string s;
+    for (int i = 0; i < r.u.eReg.nrOfElements; ++i) {
+        if (i > 0) s += ", ";
+        const char* def = r.u.eReg.enumDefName != nullptr ? r.u.eReg.enumDefName[i] : nullptr;
+        const char* display = r.u.eReg.enumNames != nullptr ? r.u.eReg.enumNames[i] : nullptr;
+        s += def != nullptr ? def : std::to_string(r.u.eReg.enumValues[i]);
+        s += " (" + std::to_string(r.u.eReg.enumValues[i]);
+        if (display != nullptr) s += std::string(", ") + display;
+        s += ")";
+    }
+    return s;
+}
+
+std::string allowedText(const RegisterInfo& r) {
+    if (r.format == REG_FORMAT_ENUM) return "entries: " + entryList(r);
+    return "allowed: " + rangeText(r);
+}
+
+template <typename T>
+bool parseNumber(const std::string& text, T& out) {
+    const char* end = text.data() + text.size();
+    if constexpr (std::is_floating_point_v<T>) {
+        // from_chars ignores the locale: "." is the separator whatever LC_NUMERIC says.
+        auto [p, ec] = std::from_chars(text.data(), end, out, std::chars_format::general);
+        return ec == std::errc() && p == end && !text.empty();
+    } else {
+        auto [p, ec] = std::from_chars(text.data(), end, out);
+        return ec == std::errc() && p == end && !text.empty();
+    }
+}
+
+// The value of an enumeration entry named by its symbolic name, display name or number.
+bool enumValue(const RegisterInfo& r, const std::string& text, uint32_t& out) {
+    const EnumReg_S& e = r.u.eReg;
+    for (int i = 0; i < e.nrOfElements; ++i) {
+        const bool match =
+            (e.enumDefName != nullptr && e.enumDefName[i] != nullptr && text == e.enumDefName[i]) ||
+            (e.enumNames != nullptr && e.enumNames[i] != nullptr && text == e.enumNames[i]);
+        if (match) {
+            out = static_cast<uint32_t>(e.enumValues[i]);
+            return true;
+        }
+    }
+    // A plain number goes to the applet, which knows best whether it is an entry.
+    return parseNumber(text, out);
+}
+
+}  // namespace
+
+std::string errorText(int rc) {
+    return std::string(Fg_getErrorDescription(rc)) + " (" + std::to_string(rc) + ")";
+}
+
+std::string formatDouble(double v) {
+    char buf[64];
+    auto [p, ec] = std::to_chars(buf, buf + sizeof buf, v);
+    return ec == std::errc() ? std::string(buf, p) : "?";
+}
+
+Board::Board(unsigned index) : index_(index) {
+    fg_ = Fg_Init("Pellucid", index);
+    if (fg_ == nullptr) {
+        throw ToolError("cannot open board " + std::to_string(index) +
+                        " with the Pellucid applet: " + errorText(Fg_getLastErrorNumber(nullptr)));
+    }
+}
+
+Board::~Board() {
+    if (fg_ != nullptr) Fg_FreeGrabber(fg_);
+}
+
+const RegisterInfo* Board::tree() const {
+    return Fg_getParameterInfo(fg_, 0);
+}
+
+const RegisterInfo& Board::describe(const std::string& name) const {
+    const int id = Fg_getParameterIdByName(fg_, name.c_str());
+    if (id < 0) throw ToolError("unknown parameter " + quoted(name) + ": " + errorText(id));
+    const RegisterInfo* r = findParameter(tree(), id);
+    if (r == nullptr)
+        throw ToolError("parameter " + quoted(name) + " (id " + std::to_string(id) + ") has no description");
+    return *r;
+}
+
+std::string Board::valueText(const RegisterInfo& r) const {
+    char text[kStringCapacity + 64];
+    int rc = 0;
+    switch (r.format) {
+        case REG_FORMAT_UINT:
+        case REG_FORMAT_ENUM: {
+            uint32_t v = 0;
+            rc = Fg_getParameterWithType(fg_, r.id, &v, 0, FG_PARAM_TYPE_UINT32_T);
+            std::snprintf(text, sizeof text, "%" PRIu32, v);
+            if (rc == 0 && r.format == REG_FORMAT_ENUM) {
+                const EnumReg_S& e = r.u.eReg;
+                for (int i = 0; i < e.nrOfElements; ++i) {
+                    if (static_cast<uint32_t>(e.enumValues[i]) != v) continue;
+                    const char* def = e.enumDefName != nullptr ? e.enumDefName[i] : nullptr;
+                    const char* display = e.enumNames != nullptr ? e.enumNames[i] : nullptr;
+                    std::snprintf(text, sizeof text, "%" PRIu32 " (%s%s%s)", v, def != nullptr ? def : "",
+                                  def != nullptr && display != nullptr ? ", " : "",
+                                  display != nullptr ? display : "");
+                    break;
+                }
+            }
+            break;
+        }
+        case REG_FORMAT_INT: {
+            int32_t v = 0;
+            rc = Fg_getParameterWithType(fg_, r.id, &v, 0, FG_PARAM_TYPE_INT32_T);
+            std::snprintf(text, sizeof text, "%" PRId32, v);
+            break;
+        }
+        case REG_FORMAT_UINT64: {
+            uint64_t v = 0;
+            rc = Fg_getParameterWithType(fg_, r.id, &v, 0, FG_PARAM_TYPE_UINT64_T);
+            std::snprintf(text, sizeof text, "%" PRIu64, v);
+            break;
+        }
+        case REG_FORMAT_INT64: {
+            int64_t v = 0;
+            rc = Fg_getParameterWithType(fg_, r.id, &v, 0, FG_PARAM_TYPE_INT64_T);
+            std::snprintf(text, sizeof text, "%" PRId64, v);
+            break;
+        }
+        case REG_FORMAT_DOUBLE: {
+            double v = 0;
+            rc = Fg_getParameterWithType(fg_, r.id, &v, 0, FG_PARAM_TYPE_DOUBLE);
+            std::snprintf(text, sizeof text, "%s", formatDouble(v).c_str());
+            break;
+        }
+        case REG_FORMAT_STRING: {
+            std::vector<char> v(kStringCapacity, '\0');
+            rc = Fg_getParameterWithType(fg_, r.id, v.data(), 0, FG_PARAM_TYPE_CHAR_PTR);
+            v.back() = '\0';  // never trust the terminator of a full buffer
+            std::snprintf(text, sizeof text, "\"%s\"", v.data());
+            break;
+        }
+        default:
+            throw ToolError(std::string(nameOf(r)) + " is a " + typeText(r) +
+                            " parameter: not readable as one value");
+    }
+    if (rc != 0) throw ToolError(std::string("cannot read ") + nameOf(r) + ": " + errorText(rc));
+    return text;
+}
+
+void Board::setFromText(const RegisterInfo& r, const std::string& text) {
+    const std::string name = nameOf(r);
+    auto notA = [&](const char* what) {
+        return ToolError(name + ": " + quoted(text) + " is not " + what + "; " + allowedText(r));
+    };
+    int rc = 0;
+    switch (r.format) {
+        case REG_FORMAT_ENUM: {
+            uint32_t v = 0;
+            if (!enumValue(r, text, v))
+                throw ToolError(name + " has no entry " + quoted(text) + "; " + allowedText(r));
+            rc = Fg_setParameterWithType(fg_, r.id, &v, 0, FG_PARAM_TYPE_UINT32_T);
+            break;
+        }
+        case REG_FORMAT_UINT: {
+            uint32_t v = 0;
+            if (!parseNumber(text, v)) throw notA("an unsigned 32-bit number");
+            rc = Fg_setParameterWithType(fg_, r.id, &v, 0, FG_PARAM_TYPE_UINT32_T);
+            break;
+        }
+        case REG_FORMAT_INT: {
+            int32_t v = 0;
+            if (!parseNumber(text, v)) throw notA("a 32-bit number");
+            rc = Fg_setParameterWithType(fg_, r.id, &v, 0, FG_PARAM_TYPE_INT32_T);
+            break;
+        }
+        case REG_FORMAT_UINT64: {
+            uint64_t v = 0;
+            if (!parseNumber(text, v)) throw notA("an unsigned 64-bit number");
+            rc = Fg_setParameterWithType(fg_, r.id, &v, 0, FG_PARAM_TYPE_UINT64_T);
+            break;
+        }
+        case REG_FORMAT_INT64: {
+            int64_t v = 0;
+            if (!parseNumber(text, v)) throw notA("a 64-bit number");
+            rc = Fg_setParameterWithType(fg_, r.id, &v, 0, FG_PARAM_TYPE_INT64_T);
+            break;
+        }
+        case REG_FORMAT_DOUBLE: {
+            double v = 0;
+            if (!parseNumber(text, v)) throw notA("a number (with '.' as decimal separator)");
+            rc = Fg_setParameterWithType(fg_, r.id, &v, 0, FG_PARAM_TYPE_DOUBLE);
+            break;
+        }
+        case REG_FORMAT_STRING: {
+            if (text.size() >= kStringCapacity)
+                throw ToolError(name + ": the text is longer than 1023 bytes");
+            rc = Fg_setParameterWithType(fg_, r.id, text.c_str(), 0, FG_PARAM_TYPE_CHAR_PTR);
+            break;
+        }
+        default:
+            throw ToolError(name + " is a " + typeText(r) + " parameter: not settable as one value");
+    }
+    if (rc != 0) {
+        std::string message = "cannot set " + name + " to " + text + ": " + errorText(rc);
+        if (rc == FG_VALUE_OUT_OF_RANGE) message += "; " + allowedText(r);
+        if (rc == FG_NOT_AVAILABLE && r.accessFlags == FG_ACCESS_READ)
+            message += "; " + name + " is read-only";
+        throw ToolError(message);
+    }
+}
+
+void Board::assign(const std::string& assignment) {
+    const size_t eq = assignment.find('=');
+    if (eq == std::string::npos || eq == 0) throw ToolError(quoted(assignment) + " is not NAME=VALUE");
+    setFromText(describe(assignment.substr(0, eq)), assignment.substr(eq + 1));
+}
+
+void Board::loadConfig(const std::string& path) {
+    const int rc = Fg_loadConfig(fg_, path.c_str());
+    if (rc != 0) throw ToolError("cannot load configuration " + quoted(path) + ": " + errorText(rc));
+}
+
+void Board::saveConfig(const std::string& path) {
+    const int rc = Fg_saveConfig(fg_, path.c_str());
+    if (rc != 0) throw ToolError("cannot save configuration " + quoted(path) + ": " + errorText(rc));
+}
+
+std::string Board::xml() const {
+    size_t size = 0;
+    int rc = Fg_getParameterInfoXML(fg_, 0, nullptr, &size);
+    if (rc != 0 || size == 0) throw ToolError("cannot get the size of the GenApi document: " + errorText(rc));
+    std::vector<char> buffer(size + 1, '\0');
+    rc = Fg_getParameterInfoXML(fg_, 0, buffer.data(), &size);
+    if (rc != 0) throw ToolError("cannot get the GenApi document: " + errorText(rc));
+    return std::string(buffer.data(), strnlen(buffer.data(), buffer.size()));
+}
+
+}  // namespace pellucid

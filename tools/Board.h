@@ -1,0 +1,55 @@
+// One board opened with the Pellucid applet, and the parameter access the tool's commands share:
+// values as text both ways, configuration files, the GenApi document. Every failure is a
+// ToolError whose text names the parameter or file and the SDK's error.
+#pragma once
+
+#include <stdexcept>
+#include <string>
+#include <string_view>
+
+#include "fg_types.h"
+
+namespace pellucid {
+
+struct ToolError : std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
+
+// "<description> (<number>)" for an SDK error number.
+std::string errorText(int rc);
+
+class Board {
+  public:
+    explicit Board(unsigned index);  // throws ToolError when the board or applet cannot be opened
+    ~Board();
+    Board(const Board&) = delete;
+    Board& operator=(const Board&) = delete;
+
+    Fg_Struct* handle() const { return fg_; }
+    unsigned index() const { return index_; }
+
+    // Description records of port 0; null when the applet describes none.
+    const RegisterInfo* tree() const;
+    // The description record of a parameter; throws for an unknown name.
+    const RegisterInfo& describe(const std::string& name) const;
+
+    // Current value as text; enumerations add their entry: `2 (FG_COL24, Color 24bit)`.
+    std::string valueText(const RegisterInfo& r) const;
+    // Parses `text` for the parameter's type and writes it.
+    void setFromText(const RegisterInfo& r, const std::string& text);
+    // `NAME=VALUE`: looks the name up, then setFromText.
+    void assign(const std::string& assignment);
+
+    void loadConfig(const std::string& path);
+    void saveConfig(const std::string& path);
+    std::string xml() const;
+
+  private:
+    Fg_Struct* fg_ = nullptr;
+    unsigned index_ = 0;
+};
+
+// Shortest text that reads back to the same double, always with '.'.
+std::string formatDouble(double v);
+
+}  // namespace pellucid

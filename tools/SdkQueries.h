@@ -1,0 +1,17 @@
+// Status queries of Fg_getStatusEx that only some SDKs offer. Every such id lives here, so the
+// tool still builds against a platform that has none of them; a missing one is -1.
+#pragma once
+
+#if __has_include("vboard/fglib_ext.h")
+#include "vboard/fglib_ext.h"
+#endif
+
+namespace pellucid::sdk {
+
+#ifdef VBOARD_STATUS_FRAMES_LOST
+inline constexpr int kStatusLostPictures = VBOARD_STATUS_FRAMES_LOST;
+#else
+inline constexpr int kStatusLostPictures = -1;
+#endif
+
+}  // namespace pellucid::sdk
