@@ -9,18 +9,13 @@
 #include <vector>
 
 #include "Fg_ConfigFileParser.h"
+#include "bench_board.h"
 #include "fglib5.h"
 
 namespace {
 
 std::string scratch(const char* name) {
     return "/tmp/pellucid-bench-" + std::to_string(getpid()) + name;
-}
-
-Fg_Struct* openBoard() {
-    Fg_Struct* fg = Fg_Init(PELLUCID_APPLET_PATH, 0);
-    if (fg == nullptr) std::abort();
-    return fg;
 }
 
 void BM_SaveConfig(benchmark::State& state) {

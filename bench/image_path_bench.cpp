@@ -10,18 +10,10 @@
 #include <vector>
 
 #include "Fg_LutFileParser.h"
+#include "bench_board.h"
 #include "fglib5.h"
 
 namespace {
-
-Fg_Struct* openBoard() {
-    Fg_Struct* fg = Fg_Init(PELLUCID_APPLET_PATH, 0);
-    if (fg == nullptr) {
-        std::fprintf(stderr, "cannot open board 0: %d\n", Fg_getLastErrorNumber(nullptr));
-        std::abort();
-    }
-    return fg;
-}
 
 std::string scratchFile() {
     return "/tmp/image_path_bench_" + std::to_string(getpid()) + ".txt";

@@ -5,18 +5,10 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "bench_board.h"
 #include "fglib5.h"
 
 namespace {
-
-Fg_Struct* openBoard() {
-    Fg_Struct* fg = Fg_Init(PELLUCID_APPLET_PATH, 0);
-    if (fg == nullptr) {
-        std::fprintf(stderr, "cannot open board 0: %d\n", Fg_getLastErrorNumber(nullptr));
-        std::abort();
-    }
-    return fg;
-}
 
 void BM_GetCachedParameter(benchmark::State& state) {
     Fg_Struct* fg = openBoard();

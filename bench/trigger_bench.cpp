@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "bench_board.h"
 #include "fglib5.h"
 #include "vboard/control.h"
 
@@ -18,11 +19,7 @@ void check(int rc, const char* what) {
 }
 
 void BM_SoftwareTriggerBurst(benchmark::State& state) {
-    Fg_Struct* fg = Fg_Init(PELLUCID_APPLET_PATH, 0);
-    if (fg == nullptr) {
-        std::fprintf(stderr, "cannot open board 0: %d\n", Fg_getLastErrorNumber(nullptr));
-        std::abort();
-    }
+    Fg_Struct* fg = openBoard();
     uint32_t v = 4;
     check(Fg_setParameterWithType(fg, FG_AREATRIGGERMODE, &v, 0, FG_PARAM_TYPE_UINT32_T), "Software mode");
     v = 0;
