@@ -1,28 +1,15 @@
 // Feeds arbitrary bytes to the configuration file reader: the header check of a load and the
 // section reads of every value form.
-#include <unistd.h>
-
 #include <cstdint>
 #include <cstdio>
 #include <string>
 
 #include "Fg_ConfigFileParser.h"
-
-namespace {
-
-const std::string& scratchPath() {
-    static const std::string path = "/tmp/config_reader_fuzz_" + std::to_string(getpid()) + ".mcf";
-    return path;
-}
-
-}  // namespace
+#include "scratch_file.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    const std::string& path = scratchPath();
-    FILE* f = std::fopen(path.c_str(), "wb");
-    if (f == nullptr) return 0;
-    std::fwrite(data, 1, size, f);
-    std::fclose(f);
+    const std::string path = writeScratchFile("config_reader_fuzz", ".mcf", data, size);
+    if (path.empty()) return 0;
 
     Fg_ConfigFileParser parser(nullptr, path.c_str(), true);
     std::string text;

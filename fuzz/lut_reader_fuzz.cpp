@@ -1,29 +1,16 @@
 // Feeds arbitrary bytes to the LUT reader as a file: every form of table it can read, and the
 // applet's three-colour read.
-#include <unistd.h>
-
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <string>
 
 #include "Fg_LutFileParser.h"
-
-namespace {
-
-const std::string& scratchPath() {
-    static const std::string path = "/tmp/lut_reader_fuzz_" + std::to_string(getpid()) + ".txt";
-    return path;
-}
-
-}  // namespace
+#include "scratch_file.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    const std::string& path = scratchPath();
-    FILE* f = std::fopen(path.c_str(), "wb");
-    if (f == nullptr) return 0;
-    std::fwrite(data, 1, size, f);
-    std::fclose(f);
+    const std::string path = writeScratchFile("lut_reader_fuzz", ".txt", data, size);
+    if (path.empty()) return 0;
 
     Fg_LutFileParser parser;
     LookupTable_s rgb[3] = {};

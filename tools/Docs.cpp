@@ -8,21 +8,6 @@
 namespace pellucid {
 namespace {
 
-// The description records' texts are Latin-1 (the micro sign of "µs"); the reference is UTF-8.
-std::string utf8(const char* latin1) {
-    std::string out;
-    if (latin1 == nullptr) return out;
-    for (const unsigned char* p = reinterpret_cast<const unsigned char*>(latin1); *p != 0; ++p) {
-        if (*p < 0x80) {
-            out += static_cast<char>(*p);
-        } else {
-            out += static_cast<char>(0xC0 | (*p >> 6));
-            out += static_cast<char>(0x80 | (*p & 0x3F));
-        }
-    }
-    return out;
-}
-
 void appendUtf8(std::string& out, unsigned long cp) {
     if (cp < 0x80) {
         out += static_cast<char>(cp);
@@ -39,6 +24,15 @@ void appendUtf8(std::string& out, unsigned long cp) {
         out += static_cast<char>(0x80 | ((cp >> 6) & 0x3F));
         out += static_cast<char>(0x80 | (cp & 0x3F));
     }
+}
+
+// The description records' texts are Latin-1 (the micro sign of "µs"); the reference is UTF-8.
+std::string utf8(const char* latin1) {
+    std::string out;
+    if (latin1 == nullptr) return out;
+    for (const unsigned char* p = reinterpret_cast<const unsigned char*>(latin1); *p != 0; ++p)
+        appendUtf8(out, *p);
+    return out;
 }
 
 std::string decodeEntities(std::string_view s) {
