@@ -177,6 +177,11 @@ void Board::setFromText(const RegisterInfo& r, const std::string& text) {
     auto notA = [&](const char* what) {
         return ToolError(name + ": " + quoted(text) + " is not " + what + "; " + allowedText(r));
     };
+    // Parses the text as the parameter's number type and writes it.
+    auto setNumber = [&](auto value, int type, const char* what) {
+        if (!parseNumber(text, value)) throw notA(what);
+        return Fg_setParameterWithType(fg_, r.id, &value, 0, type);
+    };
     int rc = 0;
     switch (r.format) {
         case REG_FORMAT_ENUM: {
@@ -186,36 +191,21 @@ void Board::setFromText(const RegisterInfo& r, const std::string& text) {
             rc = Fg_setParameterWithType(fg_, r.id, &v, 0, FG_PARAM_TYPE_UINT32_T);
             break;
         }
-        case REG_FORMAT_UINT: {
-            uint32_t v = 0;
-            if (!parseNumber(text, v)) throw notA("an unsigned 32-bit number");
-            rc = Fg_setParameterWithType(fg_, r.id, &v, 0, FG_PARAM_TYPE_UINT32_T);
+        case REG_FORMAT_UINT:
+            rc = setNumber(uint32_t{0}, FG_PARAM_TYPE_UINT32_T, "an unsigned 32-bit number");
             break;
-        }
-        case REG_FORMAT_INT: {
-            int32_t v = 0;
-            if (!parseNumber(text, v)) throw notA("a 32-bit number");
-            rc = Fg_setParameterWithType(fg_, r.id, &v, 0, FG_PARAM_TYPE_INT32_T);
+        case REG_FORMAT_INT:
+            rc = setNumber(int32_t{0}, FG_PARAM_TYPE_INT32_T, "a 32-bit number");
             break;
-        }
-        case REG_FORMAT_UINT64: {
-            uint64_t v = 0;
-            if (!parseNumber(text, v)) throw notA("an unsigned 64-bit number");
-            rc = Fg_setParameterWithType(fg_, r.id, &v, 0, FG_PARAM_TYPE_UINT64_T);
+        case REG_FORMAT_UINT64:
+            rc = setNumber(uint64_t{0}, FG_PARAM_TYPE_UINT64_T, "an unsigned 64-bit number");
             break;
-        }
-        case REG_FORMAT_INT64: {
-            int64_t v = 0;
-            if (!parseNumber(text, v)) throw notA("a 64-bit number");
-            rc = Fg_setParameterWithType(fg_, r.id, &v, 0, FG_PARAM_TYPE_INT64_T);
+        case REG_FORMAT_INT64:
+            rc = setNumber(int64_t{0}, FG_PARAM_TYPE_INT64_T, "a 64-bit number");
             break;
-        }
-        case REG_FORMAT_DOUBLE: {
-            double v = 0;
-            if (!parseNumber(text, v)) throw notA("a number (with '.' as decimal separator)");
-            rc = Fg_setParameterWithType(fg_, r.id, &v, 0, FG_PARAM_TYPE_DOUBLE);
+        case REG_FORMAT_DOUBLE:
+            rc = setNumber(0.0, FG_PARAM_TYPE_DOUBLE, "a number (with '.' as decimal separator)");
             break;
-        }
         case REG_FORMAT_STRING: {
             if (text.size() >= kStringCapacity)
                 throw ToolError(name + ": the text is longer than 1023 bytes");
