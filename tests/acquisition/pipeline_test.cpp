@@ -1,6 +1,9 @@
 // The board's image path against the per-pixel model, frame by frame.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <functional>
+#include <iterator>
 #include <random>
 #include <string>
 
@@ -51,17 +54,27 @@ struct Format {
     bool left;
 };
 
-TEST(Pipeline, MatchesThePerPixelModel) {
+// Both kernels: the portable one also runs where the wide one would be chosen.
+class PipelineKernels : public testing::TestWithParam<vboard::Kernel> {};
+
+INSTANTIATE_TEST_SUITE_P(Kernels, PipelineKernels,
+                         testing::Values(vboard::Kernel::best, vboard::Kernel::portable),
+                         [](const auto& info) {
+                             return info.param == vboard::Kernel::best ? "best" : "portable";
+                         });
+
+TEST_P(PipelineKernels, MatchesThePerPixelModel) {
     std::mt19937 rng(1234);
     const Format formats[] = {{true, true}, {false, true}, {false, false}};
     const uint32_t offsets[][2] = {{0, 0}, {1, 0}, {0, 1}, {3, 5}};
     for (int bits : {8, 10, 12}) {
-        const RawFrame frame = randomFrame(40, 24, bits, rng);
+        const RawFrame frame = randomFrame(48, 24, bits, rng);
         for (uint32_t pattern = 0; pattern < 4; ++pattern) {
             for (const auto& offset : offsets) {
                 for (const Format& format : formats) {
                     DesignSettings s = randomSettings(rng);
-                    s.width = 32;
+                    // More than two vectors of the widest kernel and a partial one.
+                    s.width = 37;
                     s.height = 16;
                     s.xOffset = offset[0];
                     s.yOffset = offset[1];
@@ -71,7 +84,7 @@ TEST(Pipeline, MatchesThePerPixelModel) {
                     const auto want = reference::process(frame, s);
                     std::vector<uint8_t> got(vboard::imageBytes(s), 0xee);
                     ASSERT_EQ(got.size(), want.size());
-                    vboard::process(frame, s, got.data());
+                    vboard::process(frame, s, got.data(), GetParam());
                     EXPECT_EQ(firstDifference(want, got.data(), s), "")
                         << "bits " << bits << " pattern " << pattern << " offset " << offset[0] << ","
                         << offset[1] << " col24 " << format.col24 << " left " << format.left;
@@ -83,12 +96,13 @@ TEST(Pipeline, MatchesThePerPixelModel) {
 
 // Odd sizes reach the last pixel of a pair alone; a cut-out beyond the camera reads zeros; the
 // smallest sizes have a neighbour on one side only.
-TEST(Pipeline, EdgesOfTheCutOut) {
+TEST_P(PipelineKernels, EdgesOfTheCutOut) {
     std::mt19937 rng(99);
     const RawFrame frame = randomFrame(20, 10, 12, rng);
     struct {
         uint32_t width, height, x, y;
-    } cases[] = {{17, 5, 0, 0}, {32, 16, 8, 4}, {19, 7, 18, 9}, {2, 2, 5, 5}, {1, 1, 3, 3}, {3, 1, 0, 9}};
+    } cases[] = {{17, 5, 0, 0}, {32, 16, 8, 4}, {33, 3, 0, 1}, {19, 7, 18, 9},
+                 {2, 2, 5, 5},  {1, 1, 3, 3},   {3, 1, 0, 9}};
     for (const auto& c : cases) {
         DesignSettings s = randomSettings(rng);
         s.width = c.width;
@@ -98,7 +112,7 @@ TEST(Pipeline, EdgesOfTheCutOut) {
         s.bayer = (c.x + c.y) & 3;
         s.col24 = false;
         std::vector<uint8_t> got(vboard::imageBytes(s));
-        vboard::process(frame, s, got.data());
+        vboard::process(frame, s, got.data(), GetParam());
         // The model's mirror needs two pixels; a single one mirrors onto itself.
         if (c.width > 1 && c.height > 1) {
             EXPECT_EQ(firstDifference(reference::process(frame, s), got.data(), s), "")
@@ -123,6 +137,31 @@ TEST(Pipeline, OutsideTheCameraIsZeroBeforeTheTables) {
         ASSERT_EQ(got[i] | got[i + 1] << 8, 7) << i;
         ASSERT_EQ(got[i + 2] | got[i + 3] << 8, 0) << i;
         ASSERT_EQ(got[i + 4] | got[i + 5] << 8, 4095) << i;
+    }
+}
+
+// Frame after frame on one thread, each change of what the tables are made of shows at once.
+TEST(Pipeline, FollowsEveryChangeOfTheProcessingValues) {
+    std::mt19937 rng(7);
+    const RawFrame frame = randomFrame(24, 8, 12, rng);
+    DesignSettings s = randomSettings(rng);
+    s.width = 24;
+    s.height = 8;
+    s.col24 = false;
+    const std::function<void(DesignSettings&)> changes[] = {
+        [](DesignSettings&) {},  // the same again
+        [](DesignSettings& t) { std::reverse(t.lut[2].begin(), t.lut[2].end()); },
+        [](DesignSettings& t) { t.lut[0][4095] ^= 1; },  // reached: red is balanced above unity
+        [](DesignSettings& t) { t.coefficient[1] += 300; },
+        [](DesignSettings& t) { t.leftAligned = !t.leftAligned; },
+        [](DesignSettings& t) { t.col24 = true; },
+        [](DesignSettings& t) { t.coefficient[0] = 1024; },
+    };
+    for (size_t i = 0; i < std::size(changes); ++i) {
+        changes[i](s);
+        std::vector<uint8_t> got(vboard::imageBytes(s));
+        vboard::process(frame, s, got.data());
+        EXPECT_EQ(firstDifference(reference::process(frame, s), got.data(), s), "") << "change " << i;
     }
 }
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <memory>
 
 namespace vboard {
 
@@ -24,6 +25,8 @@ long mirror(long i, long n) {
     return std::clamp(i, 0L, n - 1);
 }
 
+constexpr size_t kPrefetchLines = 4;
+
 // Line y of the cut-out as 12-bit values with one mirrored value either side: p[0], then the
 // width values at p[1..], then p[width + 1].
 void fillLine(const RawFrame& f, const DesignSettings& s, long y, uint16_t* p) {
@@ -37,6 +40,12 @@ void fillLine(const RawFrame& f, const DesignSettings& s, long y, uint16_t* p) {
         n = std::min<size_t>(w, f.width - s.xOffset);
         const uint16_t* __restrict src = f.pixels.data() + cy * f.width + s.xOffset;
         for (size_t i = 0; i < n; ++i) dst[i] = static_cast<uint16_t>(src[i] * scale & 4095);
+        // The frame comes from memory, far beyond the caches: ask for a line a few ahead now,
+        // so that it is there when its turn comes.
+        if (cy + kPrefetchLines < f.height) {
+            const auto* ahead = reinterpret_cast<const char*>(src + kPrefetchLines * size_t{f.width});
+            for (size_t b = 0; b < n * sizeof(uint16_t); b += 64) __builtin_prefetch(ahead + b);
+        }
     }
     std::fill(dst + n, dst + w, uint16_t{0});
     p[0] = p[mirror(-1, long(w)) + 1];
@@ -63,121 +72,186 @@ struct Tables {
     }
 };
 
-// The neighbour means each pixel of a line needs, in vector loops: a green pixel takes the mean
-// across (left and right) and along (above and below), the others the mean of the cross of four
-// and of the diagonal four.
-struct Means {
+// The tables of the settings a thread ran last: they change with the parameters, not with every
+// frame, and building them costs as much as a tenth of a frame.
+template <typename Out>
+const Tables<Out>& tablesFor(const DesignSettings& s) {
+    struct Cache {
+        std::array<uint32_t, 3> coefficient{};
+        std::array<std::array<uint16_t, 4096>, 3> lut{};
+        bool leftAligned = false;
+        std::unique_ptr<Tables<Out>> tables;
+    };
+    thread_local Cache cache;
+    if (!cache.tables || cache.coefficient != s.coefficient || cache.leftAligned != s.leftAligned ||
+        cache.lut != s.lut) {
+        cache.tables = std::make_unique<Tables<Out>>(s);
+        cache.coefficient = s.coefficient;
+        cache.lut = s.lut;
+        cache.leftAligned = s.leftAligned;
+    }
+    return *cache.tables;
+}
+
+// Room after a line for the last, partial vector of the index pass, of any width below.
+constexpr size_t kSlack = 16;
+
+// A line's table indices as three planes, red, green and blue. Each pixel keeps its own value in
+// its colour; a green pixel takes the mean across (left and right) for the line's other colour
+// and along (above and below) for the third, the others the mean of the cross of four for green
+// and of the diagonal four for the third.
+struct Indices {
     std::vector<uint16_t> storage;
-    uint16_t* first;   // across, or the cross
-    uint16_t* second;  // along, or the diagonal
+    size_t stride;
 
-    explicit Means(uint32_t width) : storage(size_t{width} * 2 + 2 * kLanes) {
-        first = storage.data();
-        second = first + width + kLanes;
-    }
-
-    // 12-bit values: even four of them and the rounding fit 16 bits, so eight lanes a vector.
-    void compute(const uint16_t* u, const uint16_t* c, const uint16_t* d, size_t width, bool firstGreen) {
-        Vec green;  // all ones in the lanes of green pixels
-        for (size_t k = 0; k < kLanes; ++k) green[k] = (k % 2 == 0) == firstGreen ? 0xffff : 0;
-        size_t i = 0;
-        for (; i + kLanes <= width; i += kLanes) {
-            const Vec h = load(c + i) + load(c + i + 2);
-            const Vec v = load(u + i + 1) + load(d + i + 1);
-            const Vec cross = (h + v + 2) >> 2;
-            const Vec diagonal = (load(u + i) + load(u + i + 2) + load(d + i) + load(d + i + 2) + 2) >> 2;
-            store(first + i, (((h + 1) >> 1) & green) | (cross & ~green));
-            store(second + i, (((v + 1) >> 1) & green) | (diagonal & ~green));
-        }
-        for (; i < width; ++i) {
-            const int h = c[i] + c[i + 2], v = u[i + 1] + d[i + 1];
-            if ((i % 2 == 0) == firstGreen) {
-                first[i] = static_cast<uint16_t>((h + 1) >> 1);
-                second[i] = static_cast<uint16_t>((v + 1) >> 1);
-            } else {
-                first[i] = static_cast<uint16_t>((h + v + 2) >> 2);
-                second[i] = static_cast<uint16_t>((u[i] + u[i + 2] + d[i] + d[i + 2] + 2) >> 2);
-            }
-        }
-    }
-
-  private:
-    using Vec = uint16_t __attribute__((vector_size(16)));
-    static constexpr size_t kLanes = sizeof(Vec) / sizeof(uint16_t);
-    static Vec load(const uint16_t* p) {
-        Vec v;
-        std::memcpy(&v, p, sizeof v);
-        return v;
-    }
-    static void store(uint16_t* p, Vec v) { std::memcpy(p, &v, sizeof v); }
+    explicit Indices(uint32_t width)
+        : storage(3 * (size_t{width} + kSlack)), stride(size_t{width} + kSlack) {}
+    uint16_t* plane(Colour c) { return storage.data() + c * stride; }
 };
 
-// One output line from its padded values and means. The first pixel is green or not; the line
-// holds red (else blue) beside its greens.
-template <bool kFirstGreen, bool kRedLine, typename Out>
-void line(const uint16_t* __restrict c, const Means& m, uint32_t width, const Tables<Out>& t,
-          Out* __restrict o) {
-    const Out* __restrict tr = t.t[kRed];
-    const Out* __restrict tg = t.t[kGreen];
-    const Out* __restrict tb = t.t[kBlue];
-    const uint16_t* __restrict a = m.first;
-    const uint16_t* __restrict b = m.second;
-    auto green = [&](uint32_t x, Out* __restrict px) {
-        px[0] = tr[kRedLine ? a[x] : b[x]];
-        px[1] = tg[c[x + 1]];
-        px[2] = tb[kRedLine ? b[x] : a[x]];
-    };
-    auto other = [&](uint32_t x, Out* __restrict px) {
-        px[0] = tr[kRedLine ? c[x + 1] : b[x]];
-        px[1] = tg[a[x]];
-        px[2] = tb[kRedLine ? b[x] : c[x + 1]];
-    };
-    uint32_t x = 0;
-    for (; x + 1 < width; x += 2, o += 6) {
-        if constexpr (kFirstGreen) {
-            green(x, o);
-            other(x + 1, o + 3);
-        } else {
-            other(x, o);
-            green(x + 1, o + 3);
-        }
-    }
-    if (x < width) {
-        if constexpr (kFirstGreen)
-            green(x, o);
-        else
-            other(x, o);
+template <typename Vec>
+[[gnu::always_inline]] inline void get(Vec& v, const uint16_t* p) {
+    std::memcpy(&v, p, sizeof v);
+}
+
+// One line from the padded lines above (u), at (c) and below (d), in whole vectors of `Vec`:
+// 12-bit values, so even four of them and the rounding fit 16-bit lanes.
+template <typename Vec, bool kFirstGreen, bool kRedLine>
+[[gnu::always_inline]] inline void computeIndices(const uint16_t* u, const uint16_t* c, const uint16_t* d,
+                                                  uint32_t width, Indices& ix) {
+    constexpr size_t kLanes = sizeof(Vec) / sizeof(uint16_t);
+    static_assert(kLanes <= kSlack);
+    uint16_t* __restrict r = ix.plane(kRed);
+    uint16_t* __restrict g = ix.plane(kGreen);
+    uint16_t* __restrict b = ix.plane(kBlue);
+    Vec green;  // all ones in the lanes of green pixels
+    for (size_t k = 0; k < kLanes; ++k) green[k] = (k % 2 == 0) == kFirstGreen ? 0xffff : 0;
+    for (size_t i = 0; i < width; i += kLanes) {
+        Vec left, right, up, down, centre, ul, ur, dl, dr;
+        get(left, c + i);
+        get(centre, c + i + 1);
+        get(right, c + i + 2);
+        get(ul, u + i);
+        get(up, u + i + 1);
+        get(ur, u + i + 2);
+        get(dl, d + i);
+        get(down, d + i + 1);
+        get(dr, d + i + 2);
+        const Vec across = left + right, along = up + down;
+        const Vec cross = (across + along + 2) >> 2;
+        const Vec diagonal = (ul + ur + dl + dr + 2) >> 2;
+        const Vec own = (((across + 1) >> 1) & green) | (centre & ~green);
+        const Vec third = (((along + 1) >> 1) & green) | (diagonal & ~green);
+        const Vec mid = (centre & green) | (cross & ~green);
+        std::memcpy(r + i, kRedLine ? &own : &third, sizeof(Vec));
+        std::memcpy(g + i, &mid, sizeof(Vec));
+        std::memcpy(b + i, kRedLine ? &third : &own, sizeof(Vec));
     }
 }
 
+// The three table lookups of each pixel; what bounds the whole path. Two pixels at a time: their
+// indices come in one load a plane, and 48-bit output leaves as three 32-bit words.
 template <typename Out>
-void run(const RawFrame& f, const DesignSettings& s, Out* out) {
+void lookUp(Indices& ix, uint32_t width, const Tables<Out>& t, Out* __restrict o) {
+    const uint16_t* __restrict ir = ix.plane(kRed);
+    const uint16_t* __restrict ig = ix.plane(kGreen);
+    const uint16_t* __restrict ib = ix.plane(kBlue);
+    const Out* __restrict tr = t.t[kRed];
+    const Out* __restrict tg = t.t[kGreen];
+    const Out* __restrict tb = t.t[kBlue];
+    uint32_t x = 0;
+    for (; x + 1 < width; x += 2, o += 6) {
+        uint32_t r, g, b;
+        std::memcpy(&r, ir + x, sizeof r);
+        std::memcpy(&g, ig + x, sizeof g);
+        std::memcpy(&b, ib + x, sizeof b);
+        const uint32_t r0 = tr[r & 0xffff], g0 = tg[g & 0xffff], b0 = tb[b & 0xffff];
+        const uint32_t r1 = tr[r >> 16], g1 = tg[g >> 16], b1 = tb[b >> 16];
+        if constexpr (sizeof(Out) == 2) {
+            const uint32_t words[3] = {r0 | g0 << 16, b0 | r1 << 16, g1 | b1 << 16};
+            // One store each: a copy of the array would go through the stack.
+            std::memcpy(o, &words[0], 4);
+            std::memcpy(o + 2, &words[1], 4);
+            std::memcpy(o + 4, &words[2], 4);
+        } else {
+            const uint32_t first = r0 | g0 << 8 | b0 << 16 | r1 << 24;
+            const auto second = static_cast<uint16_t>(g1 | b1 << 8);
+            std::memcpy(o, &first, 4);
+            std::memcpy(o + 4, &second, 2);
+        }
+    }
+    if (x < width) {
+        o[0] = tr[ir[x]];
+        o[1] = tg[ig[x]];
+        o[2] = tb[ib[x]];
+    }
+}
+
+template <bool kFirstGreen, bool kRedLine>
+void indicesAnyCpu(const uint16_t* u, const uint16_t* c, const uint16_t* d, uint32_t width, Indices& ix) {
+    using Vec = uint16_t __attribute__((vector_size(16)));
+    computeIndices<Vec, kFirstGreen, kRedLine>(u, c, d, width, ix);
+}
+
+#if defined(__x86_64__)
+// The index pass in 256-bit vectors, for processors that have them.
+template <bool kFirstGreen, bool kRedLine>
+__attribute__((target("avx2"))) void indicesWide(const uint16_t* u, const uint16_t* c, const uint16_t* d,
+                                                 uint32_t width, Indices& ix) {
+    using Vec = uint16_t __attribute__((vector_size(32)));
+    computeIndices<Vec, kFirstGreen, kRedLine>(u, c, d, width, ix);
+}
+
+bool haveWideVectors() {
+    static const bool yes = __builtin_cpu_supports("avx2");
+    return yes;
+}
+#endif
+
+using IndexPass = void (*)(const uint16_t*, const uint16_t*, const uint16_t*, uint32_t, Indices&);
+
+// The index pass for each line kind, [first pixel green][line holds red].
+struct IndexPasses {
+    IndexPass pass[2][2];
+
+    explicit IndexPasses(Kernel kernel) {
+        pass[0][0] = indicesAnyCpu<false, false>;
+        pass[0][1] = indicesAnyCpu<false, true>;
+        pass[1][0] = indicesAnyCpu<true, false>;
+        pass[1][1] = indicesAnyCpu<true, true>;
+#if defined(__x86_64__)
+        if (kernel == Kernel::best && haveWideVectors()) {
+            pass[0][0] = indicesWide<false, false>;
+            pass[0][1] = indicesWide<false, true>;
+            pass[1][0] = indicesWide<true, false>;
+            pass[1][1] = indicesWide<true, true>;
+        }
+#else
+        (void)kernel;
+#endif
+    }
+};
+
+template <typename Out>
+void run(const RawFrame& f, const DesignSettings& s, Kernel kernel, Out* out) {
     const uint32_t w = s.width, h = s.height;
-    const Tables<Out> tables(s);
-    const size_t stride = size_t{w} + 2;
+    const Tables<Out>& tables = tablesFor<Out>(s);
+    const IndexPasses passes(kernel);
+    // Each line has the slack the last vector of the index pass reads.
+    const size_t stride = size_t{w} + 2 + kSlack;
     std::vector<uint16_t> ring(3 * stride);
     uint16_t* lines[3] = {ring.data(), ring.data() + stride, ring.data() + 2 * stride};
     fillLine(f, s, mirror(-1, h), lines[0]);
     fillLine(f, s, 0, lines[1]);
     const uint32_t pattern = s.bayer & 3;
-    Means means(w);
+    Indices indices(w);
     for (uint32_t y = 0; y < h; ++y) {
         fillLine(f, s, mirror(long{y} + 1, h), lines[2]);
         const Colour first = kLayout[pattern][y & 1][0];
         const Colour second = kLayout[pattern][y & 1][1];
-        means.compute(lines[0], lines[1], lines[2], w, first == kGreen);
         const bool redLine = first == kRed || second == kRed;
-        Out* o = out + size_t{y} * w * 3;
-        if (first == kGreen) {
-            if (redLine)
-                line<true, true>(lines[1], means, w, tables, o);
-            else
-                line<true, false>(lines[1], means, w, tables, o);
-        } else if (redLine) {
-            line<false, true>(lines[1], means, w, tables, o);
-        } else {
-            line<false, false>(lines[1], means, w, tables, o);
-        }
+        passes.pass[first == kGreen][redLine](lines[0], lines[1], lines[2], w, indices);
+        lookUp(indices, w, tables, out + size_t{y} * w * 3);
         std::rotate(lines, lines + 1, lines + 3);
     }
 }
@@ -209,16 +283,16 @@ size_t imageBytes(const DesignSettings& s) {
     return size_t{s.width} * s.height * (s.col24 ? 3 : 6);
 }
 
-void process(const RawFrame& frame, const DesignSettings& s, uint8_t* out) {
+void process(const RawFrame& frame, const DesignSettings& s, uint8_t* out, Kernel kernel) {
     if (out == nullptr || s.width == 0 || s.height == 0) return;
     // A frame short of its pixels counts as no camera image: all of the cut-out lies outside.
     static const RawFrame empty;
     const RawFrame& f = frame.pixels.size() < size_t{frame.width} * frame.height ? empty : frame;
     if (s.col24) {
-        run(f, s, out);
+        run(f, s, kernel, out);
     } else {
         // The buffers are host memory of the SDK's allocation: 16-bit aligned, little-endian.
-        run(f, s, reinterpret_cast<uint16_t*>(out));
+        run(f, s, kernel, reinterpret_cast<uint16_t*>(out));
     }
 }
 

@@ -43,9 +43,14 @@ VBOARD_EXPORT void renderTestPattern(uint32_t width, uint32_t height, int bits, 
 // Bytes of one output image.
 VBOARD_EXPORT size_t imageBytes(const DesignSettings& s);
 
+// Which kernel runs the image path: the fastest this processor has, or the one every processor
+// has (the tests hold the two against each other).
+enum class Kernel { best, portable };
+
 // Runs the frame through the image path into `out` (imageBytes(s) bytes). Pixels of the cut-out
 // outside the camera image are 0. The demosaicing mirrors the cut-out at its borders (the line or
 // column next to the edge stands in for the missing one), which keeps the colour pattern intact.
-VBOARD_EXPORT void process(const RawFrame& frame, const DesignSettings& s, uint8_t* out);
+VBOARD_EXPORT void process(const RawFrame& frame, const DesignSettings& s, uint8_t* out,
+                           Kernel kernel = Kernel::best);
 
 }  // namespace vboard
