@@ -140,9 +140,9 @@ template <typename Vec, bool kFirstGreen, bool kRedLine>
         const Vec across = left + right, along = up + down;
         const Vec cross = (across + along + 2) >> 2;
         const Vec diagonal = (ul + ur + dl + dr + 2) >> 2;
-        const Vec own = (((across + 1) >> 1) & green) | (centre & ~green);
-        const Vec third = (((along + 1) >> 1) & green) | (diagonal & ~green);
-        const Vec mid = (centre & green) | (cross & ~green);
+        const Vec own = green ? (across + 1) >> 1 : centre;
+        const Vec third = green ? (along + 1) >> 1 : diagonal;
+        const Vec mid = green ? centre : cross;
         std::memcpy(r + i, kRedLine ? &own : &third, sizeof(Vec));
         std::memcpy(g + i, &mid, sizeof(Vec));
         std::memcpy(b + i, kRedLine ? &third : &own, sizeof(Vec));
