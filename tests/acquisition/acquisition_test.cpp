@@ -164,9 +164,12 @@ TEST_F(Acquisition, OverflowWhenNobodyReads) {
     EXPECT_EQ(get(FG_FILLLEVEL), 100u);
     EXPECT_EQ(vboard::control::value("Device1_Process0_Buffer_0_DRAM_A_1_FillLevel"), 100u);
 
-    // Asking for picture 2 frees the buffer of picture 1 and the next frame takes it.
+    // Asking for picture 2 frees the buffer of picture 1 and the next frame takes it. Waiting for
+    // picture 3 gives up its buffer too, so a late waiter may already see up to two more.
     ASSERT_NE(Fg_getImagePtrEx(fg, 2, 0, memory), nullptr);
-    EXPECT_EQ(Fg_getLastPicNumberBlockingEx(fg, 3, 0, 5, memory), 3);
+    const long last = Fg_getLastPicNumberBlockingEx(fg, 3, 0, 5, memory);
+    EXPECT_GE(last, 3);
+    EXPECT_LE(last, 5);
     EXPECT_EQ(Fg_getImagePtrEx(fg, 1, 0, memory), nullptr);  // overwritten
     EXPECT_EQ(get(FG_OVERFLOW), 1u);                         // stays until the next start
     EXPECT_EQ(Fg_stopAcquireEx(fg, 0, memory, STOP_ASYNC), 0);
