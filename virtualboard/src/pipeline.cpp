@@ -73,7 +73,7 @@ struct Tables {
 };
 
 // The tables of the settings a thread ran last: they change with the parameters, not with every
-// frame, and building them costs as much as a tenth of a frame.
+// frame, and building them for each frame cost several percent of the frame's time.
 template <typename Out>
 const Tables<Out>& tablesFor(const DesignSettings& s) {
     struct Cache {
@@ -187,25 +187,30 @@ void lookUp(Indices& ix, uint32_t width, const Tables<Out>& t, Out* __restrict o
     }
 }
 
-template <bool kFirstGreen, bool kRedLine>
-void indicesAnyCpu(const uint16_t* u, const uint16_t* c, const uint16_t* d, uint32_t width, Indices& ix) {
-    using Vec = uint16_t __attribute__((vector_size(16)));
-    computeIndices<Vec, kFirstGreen, kRedLine>(u, c, d, width, ix);
-}
+// The index pass in 128-bit vectors, which every processor here has.
+struct AnyCpu {
+    template <bool kFirstGreen, bool kRedLine>
+    static void pass(const uint16_t* u, const uint16_t* c, const uint16_t* d, uint32_t width, Indices& ix) {
+        using Vec = uint16_t __attribute__((vector_size(16)));
+        computeIndices<Vec, kFirstGreen, kRedLine>(u, c, d, width, ix);
+    }
+};
 
 #if defined(__x86_64__)
 // The index pass in 256-bit vectors, for processors that have them.
-template <bool kFirstGreen, bool kRedLine>
-__attribute__((target("avx2"))) void indicesWide(const uint16_t* u, const uint16_t* c, const uint16_t* d,
-                                                 uint32_t width, Indices& ix) {
-    using Vec = uint16_t __attribute__((vector_size(32)));
-    computeIndices<Vec, kFirstGreen, kRedLine>(u, c, d, width, ix);
-}
+struct Wide {
+    template <bool kFirstGreen, bool kRedLine>
+    __attribute__((target("avx2"))) static void pass(const uint16_t* u, const uint16_t* c, const uint16_t* d,
+                                                     uint32_t width, Indices& ix) {
+        using Vec = uint16_t __attribute__((vector_size(32)));
+        computeIndices<Vec, kFirstGreen, kRedLine>(u, c, d, width, ix);
+    }
 
-bool haveWideVectors() {
-    static const bool yes = __builtin_cpu_supports("avx2");
-    return yes;
-}
+    static bool available() {
+        static const bool yes = __builtin_cpu_supports("avx2");
+        return yes;
+    }
+};
 #endif
 
 using IndexPass = void (*)(const uint16_t*, const uint16_t*, const uint16_t*, uint32_t, Indices&);
@@ -214,21 +219,17 @@ using IndexPass = void (*)(const uint16_t*, const uint16_t*, const uint16_t*, ui
 struct IndexPasses {
     IndexPass pass[2][2];
 
-    explicit IndexPasses(Kernel kernel) {
-        pass[0][0] = indicesAnyCpu<false, false>;
-        pass[0][1] = indicesAnyCpu<false, true>;
-        pass[1][0] = indicesAnyCpu<true, false>;
-        pass[1][1] = indicesAnyCpu<true, true>;
+    template <typename Kind>
+    static constexpr IndexPasses of() {
+        return {{{Kind::template pass<false, false>, Kind::template pass<false, true>},
+                 {Kind::template pass<true, false>, Kind::template pass<true, true>}}};
+    }
+
+    static IndexPasses choose([[maybe_unused]] Kernel kernel) {
 #if defined(__x86_64__)
-        if (kernel == Kernel::best && haveWideVectors()) {
-            pass[0][0] = indicesWide<false, false>;
-            pass[0][1] = indicesWide<false, true>;
-            pass[1][0] = indicesWide<true, false>;
-            pass[1][1] = indicesWide<true, true>;
-        }
-#else
-        (void)kernel;
+        if (kernel == Kernel::best && Wide::available()) return of<Wide>();
 #endif
+        return of<AnyCpu>();
     }
 };
 
@@ -236,7 +237,7 @@ template <typename Out>
 void run(const RawFrame& f, const DesignSettings& s, Kernel kernel, Out* out) {
     const uint32_t w = s.width, h = s.height;
     const Tables<Out>& tables = tablesFor<Out>(s);
-    const IndexPasses passes(kernel);
+    const IndexPasses passes = IndexPasses::choose(kernel);
     // Each line has the slack the last vector of the index pass reads.
     const size_t stride = size_t{w} + 2 + kSlack;
     std::vector<uint16_t> ring(3 * stride);
