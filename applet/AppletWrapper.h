@@ -38,6 +38,7 @@ class FgZeWrapperImpl : public FgZeWrapper {
     const char* Fg_getParameterName(int index) override;
     int Fg_getParameterId(int index) override;
     int Fg_getParameterCount() override;
+    int Fg_getParameterInfoXML(Fg_Struct_s* fg, int port, char* buffer, size_t* size) override;
     unsigned long Fg_getEventMask(const char* name) override;
     const char* Fg_getEventName(unsigned long mask) override;
     const char* getManufacturer() override { return "Varnholt GmbH"; }
@@ -259,7 +260,7 @@ class FgZeWrapperImpl : public FgZeWrapper {
 
     // Design access of the trigger block: 32-bit writes and up-to-64-bit reads, failures thrown.
     void triggerPut(int designId, uint32_t value);
-    uint64_t triggerFetch(int designId);
+    uint32_t triggerFetch(int designId);
     // -2070 while legacy mode owns the trigger system and no legacy setter drives it.
     void guardLegacy() const;
     bool legacyModeOn() const {

@@ -103,6 +103,7 @@ int FgZeWrapperImpl::Fg_getParameterId(int index) {
 }
 
 int FgZeWrapperImpl::Fg_getParameterCount() {
+    fgError().setErr(0);
     return static_cast<int>(mIndexToName.size());
 }
 
@@ -124,6 +125,12 @@ const char* FgZeWrapperImpl::Fg_getEventName(unsigned long mask) {
     }
     fgError().setErr(0);
     return it->second.c_str();
+}
+
+// The document is built from the description records, which setters change under the lock.
+int FgZeWrapperImpl::Fg_getParameterInfoXML(Fg_Struct_s* fg, int port, char* buffer, size_t* size) {
+    GuardT guard(mParameterLock);
+    return FgZeWrapper::Fg_getParameterInfoXML(fg, port, buffer, size);
 }
 
 // ---- get and set ----

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstdint>
 #include <cstdlib>
+#include <span>
 
 #include "AppletWrapper.h"
 #include "EnumTables.h"
@@ -84,13 +85,19 @@ void FgZeWrapperImpl::loadLutFile_P0(const char* path) {
     if (parser.getLutFromFile(path, &read.t[kRed], &read.t[kGreen], &read.t[kBlue]) != 0) {
         throw FG_FILE_ACCESS_FAILED;
     }
-    LutArray* arrays[] = {&cache_FG_LUT_VALUE_RED_P0, &cache_FG_LUT_VALUE_GREEN_P0,
-                          &cache_FG_LUT_VALUE_BLUE_P0};
-    for (int colour : {kRed, kGreen, kBlue}) {
+    auto entries = [&](int colour) {
         const LookupTable_s& t = read.t[colour];
         const uint32_t count = t.lut == nullptr ? 0 : std::min<uint32_t>(t.nrOfElements, kLutEntries);
-        std::copy(t.lut, t.lut + count, arrays[colour]->begin());
+        return std::span<const uint32_t>(t.lut, count);
+    };
+    // The format carries 12-bit entries: a file with others is malformed and changes nothing.
+    for (int colour : {kRed, kGreen, kBlue}) {
+        for (uint32_t v : entries(colour))
+            if (v > kMaxEntryValue) throw FG_VALUE_OUT_OF_RANGE;
     }
+    LutArray* arrays[] = {&cache_FG_LUT_VALUE_RED_P0, &cache_FG_LUT_VALUE_GREEN_P0,
+                          &cache_FG_LUT_VALUE_BLUE_P0};
+    for (int colour : {kRed, kGreen, kBlue}) std::ranges::copy(entries(colour), arrays[colour]->begin());
     for (int colour : {kRed, kGreen, kBlue}) writeLutTable_P0(colour, *arrays[colour]);
 }
 

@@ -47,7 +47,10 @@ void FgZeWrapperImpl::get_sdk_param_FG_HAP_FILE_P0(char* out) {
 
 void FgZeWrapperImpl::get_sdk_param_FG_DIGIO_INPUT_P0(uint32_t* out) {
     if (out == nullptr) throw FG_INVALID_PARAMETER;
+    // The input levels are the SDK's own parameter, read typed on its handle.
+    const auto get = wrapperFg()->DLL_Fg_getParameterWithType;
+    if (get == nullptr || fglibFg() == nullptr) throw FG_NOT_AVAILABLE;
     uint32_t levels = 0;
-    check(getUnwrappedParameter(FG_DIGIO_INPUT, &levels, 0));
+    check(get(fglibFg(), FG_DIGIO_INPUT, &levels, 0, FG_PARAM_TYPE_UINT32_T));
     *out = levels;
 }

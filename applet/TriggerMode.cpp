@@ -75,9 +75,9 @@ void FgZeWrapperImpl::triggerPut(int designId, uint32_t value) {
     writeDesign(designId, &value, 0, FG_PARAM_TYPE_UINT32_T, true);
 }
 
-uint64_t FgZeWrapperImpl::triggerFetch(int designId) {
-    uint64_t value = 0;
-    readDesign(designId, &value, 0, FG_PARAM_TYPE_UINT64_T, true);
+uint32_t FgZeWrapperImpl::triggerFetch(int designId) {
+    uint32_t value = 0;
+    readDesign(designId, &value, 0, FG_PARAM_TYPE_UINT32_T, true);
     return value;
 }
 

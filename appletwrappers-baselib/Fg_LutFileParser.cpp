@@ -1,6 +1,6 @@
 #include "Fg_LutFileParser.h"
 
-#include <sys/stat.h>
+#include "FileOpen.h"
 
 #include <cstdlib>
 #include <cstring>
@@ -20,12 +20,6 @@ bool usable(const KneeLookupTable_s* t) {
     return t != nullptr && (t->value != nullptr || t->nrOfElements == 0);
 }
 
-// A directory opens for reading on this system but reads nothing: not a file for us.
-bool isRegularFile(FILE* f) {
-    struct stat st {};
-    return fstat(fileno(f), &st) == 0 && !S_ISDIR(st.st_mode);
-}
-
 }  // namespace
 
 Fg_LutFileParser::~Fg_LutFileParser() {
@@ -42,15 +36,14 @@ void Fg_LutFileParser::closeFile() {
 bool Fg_LutFileParser::setSaveFile(const char* path) {
     closeFile();
     if (path == nullptr) return false;
-    mConfigFile = std::fopen(path, "w");
+    mConfigFile = qorv::openRegularFile(path, "w");
     return mConfigFile != nullptr;
 }
 
 bool Fg_LutFileParser::setOpenFile(const char* path, bool readOnly) {
     closeFile();
     if (path == nullptr) return false;
-    mConfigFile = std::fopen(path, readOnly ? "r" : "r+");
-    if (mConfigFile != nullptr && !isRegularFile(mConfigFile)) closeFile();
+    mConfigFile = qorv::openRegularFile(path, readOnly ? "r" : "r+");
     return mConfigFile != nullptr;
 }
 
@@ -58,13 +51,11 @@ bool Fg_LutFileParser::checkFileType(const char*) {
     return true;
 }
 
+// A directory is not there for us; a FIFO or device is, but cannot be read as a file.
 bool Fg_LutFileParser::checkFileExist(const char* path) {
-    if (path == nullptr) return false;
-    FILE* f = std::fopen(path, "r");
-    if (f == nullptr) return false;
-    const bool regular = isRegularFile(f);
-    std::fclose(f);
-    return regular;
+    qorv::FileKind kind = qorv::FileKind::None;
+    if (FILE* f = qorv::openRegularFile(path, "r", &kind)) std::fclose(f);
+    return kind == qorv::FileKind::Regular || kind == qorv::FileKind::Other;
 }
 
 // ---- writing ----
@@ -298,7 +289,9 @@ int Fg_LutFileParser::readIntEntries(const char* section, LookupTable_s* table) 
     uint32_t i = 0;
     long long v = 0;
     while (i < table->nrOfElements && readLine(line)) {
-        if (parseIntInt(line, i, &v)) table->lut[i++] = static_cast<uint32_t>(v);
+        // An entry that no 32-bit value holds must not wrap into one that looks valid.
+        if (parseIntInt(line, i, &v))
+            table->lut[i++] = v >= 0 && v <= UINT32_MAX ? static_cast<uint32_t>(v) : UINT32_MAX;
     }
     return 0;
 }

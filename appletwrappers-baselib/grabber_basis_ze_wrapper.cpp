@@ -1,6 +1,7 @@
 // The C functions the SDK calls on a handle opened with this applet. Each finds the applet
 // object in Master and either forwards to the SDK's own function (with the SDK's handle for the
-// board) or calls the object. No C++ exception crosses this boundary.
+// board) or calls the object. Error numbers never cross this boundary as exceptions; a misused
+// parameter lock reports itself with std::logic_error, which goes on to the caller (the SDK).
 #include <new>
 #include <stdexcept>
 #include <type_traits>
@@ -15,16 +16,13 @@ FgZeWrapper* wrapperOf(Fg_Struct* fg) {
     return fg != nullptr ? static_cast<FgZeWrapper*>(fg->Master) : nullptr;
 }
 
-// Last line of defence: an exception that escapes the applet's own error handling must not unwind
-// into a C caller. It becomes an error number that is also recorded as the last error.
+// Running out of memory is an error number like any other; every other exception passes.
 template <typename R, typename Body>
-R guarded(FgZeWrapper* w, R onError, Body&& body) noexcept {
+R guarded(FgZeWrapper* w, R onError, Body&& body) {
     try {
         return body();
     } catch (const std::bad_alloc&) {
         w->setError(FG_NOT_ENOUGH_MEMORY);
-    } catch (...) {
-        w->setError(FG_ERROR);
     }
     return onError;
 }
@@ -61,7 +59,7 @@ template <typename Body>
 int shading(Fg_Struct* fg, Body&& body) {
     FgZeWrapper* w = wrapperOf(fg);
     if (w == nullptr) return FG_INVALID_HANDLE;
-    const int result = guarded(w, FG_ERROR, [&] { return body(w); });
+    const int result = guarded(w, FG_NOT_ENOUGH_MEMORY, [&] { return body(w); });
     w->setError(result);
     return result;
 }
@@ -77,7 +75,7 @@ APPLET_EXPORT int Fg_setParameterWithType(Fg_Struct* fg, int parameter, const vo
                                           int /*type: the value's width follows from the parameter*/) {
     FgZeWrapper* w = wrapperOf(fg);
     if (w == nullptr) return FG_INVALID_HANDLE;
-    return guarded(w, FG_ERROR,
+    return guarded(w, FG_NOT_ENOUGH_MEMORY,
                    [&] { return w->Fg_setParameter(parameter, value, static_cast<int>(dmaIndex)); });
 }
 
@@ -89,14 +87,14 @@ APPLET_EXPORT int Fg_getParameterWithType(Fg_Struct* fg, int parameter, void* va
     if ((type == FG_PARAM_TYPE_INT64_T || type == FG_PARAM_TYPE_UINT64_T) && value != nullptr) {
         *static_cast<uint64_t*>(value) = 0;
     }
-    return guarded(w, FG_ERROR,
+    return guarded(w, FG_NOT_ENOUGH_MEMORY,
                    [&] { return w->Fg_getParameter(parameter, value, static_cast<int>(dmaIndex)); });
 }
 
 APPLET_EXPORT int Fg_getNrOfParameter(Fg_Struct* fg) {
     FgZeWrapper* w = wrapperOf(fg);
     if (w == nullptr) return FG_INVALID_HANDLE;
-    return guarded(w, FG_ERROR, [&] { return w->Fg_getParameterCount(); });
+    return guarded(w, FG_NOT_ENOUGH_MEMORY, [&] { return w->Fg_getParameterCount(); });
 }
 
 APPLET_EXPORT const char* Fg_getParameterName(Fg_Struct* fg, int index) {
@@ -108,13 +106,13 @@ APPLET_EXPORT const char* Fg_getParameterName(Fg_Struct* fg, int index) {
 APPLET_EXPORT int Fg_getParameterId(Fg_Struct* fg, int index) {
     FgZeWrapper* w = wrapperOf(fg);
     if (w == nullptr) return FG_INVALID_HANDLE;
-    return guarded(w, FG_ERROR, [&] { return w->Fg_getParameterId(index); });
+    return guarded(w, FG_NOT_ENOUGH_MEMORY, [&] { return w->Fg_getParameterId(index); });
 }
 
 APPLET_EXPORT int Fg_getParameterIdByName(Fg_Struct* fg, const char* name) {
     FgZeWrapper* w = wrapperOf(fg);
     if (w == nullptr) return FG_INVALID_HANDLE;
-    return guarded(w, FG_ERROR, [&] { return w->Fg_getParameterIdByName(name); });
+    return guarded(w, FG_NOT_ENOUGH_MEMORY, [&] { return w->Fg_getParameterIdByName(name); });
 }
 
 APPLET_EXPORT long Fg_getStatusEx(Fg_Struct* fg, int parameter, long data, unsigned int dmaIndex,
@@ -125,13 +123,13 @@ APPLET_EXPORT long Fg_getStatusEx(Fg_Struct* fg, int parameter, long data, unsig
 APPLET_EXPORT int Fg_saveConfig(Fg_Struct* fg, const char* filename) {
     FgZeWrapper* w = wrapperOf(fg);
     if (w == nullptr) return FG_INVALID_HANDLE;
-    return guarded(w, FG_ERROR, [&] { return w->Fg_saveConfig(w->fglibFg(), filename); });
+    return guarded(w, FG_NOT_ENOUGH_MEMORY, [&] { return w->Fg_saveConfig(w->fglibFg(), filename); });
 }
 
 APPLET_EXPORT int Fg_loadConfig(Fg_Struct* fg, const char* filename) {
     FgZeWrapper* w = wrapperOf(fg);
     if (w == nullptr) return FG_INVALID_HANDLE;
-    return guarded(w, FG_ERROR, [&] { return w->Fg_loadConfig(w->fglibFg(), filename); });
+    return guarded(w, FG_NOT_ENOUGH_MEMORY, [&] { return w->Fg_loadConfig(w->fglibFg(), filename); });
 }
 
 APPLET_EXPORT int Fg_AcquireEx(Fg_Struct* fg, unsigned int dmaIndex, long pictureCount, int flag,
@@ -187,7 +185,8 @@ APPLET_EXPORT RegisterInfo* Fg_getParameterInfo(Fg_Struct* fg, int index) {
 APPLET_EXPORT int Fg_getParameterInfoXML(Fg_Struct* fg, int port, char* buffer, size_t* bufferSize) {
     FgZeWrapper* w = wrapperOf(fg);
     if (w == nullptr) return FG_INVALID_HANDLE;
-    return guarded(w, FG_ERROR, [&] { return w->Fg_getParameterInfoXML(fg, port, buffer, bufferSize); });
+    return guarded(w, FG_NOT_ENOUGH_MEMORY,
+                   [&] { return w->Fg_getParameterInfoXML(fg, port, buffer, bufferSize); });
 }
 
 APPLET_EXPORT ShadingMaster* Fg_AllocShading(Fg_Struct* fg, int a, int b) {

@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include "Fg_Log.h"
+#include "FileOpen.h"
 #include "fg_constants.h"
 
 namespace {
@@ -43,7 +44,7 @@ double toDouble(const std::string& text) {
 Fg_ConfigFileParser::Fg_ConfigFileParser(Fg_Log* log, const char* path, bool readOnly) : mFg_Log(log) {
     trace("Fg_ConfigFileParser::Fg_ConfigFileParser(char * filename)");
     if (path != nullptr && checkFileType(path) && checkFileExist(path)) {
-        mConfigFile = std::fopen(path, readOnly ? "r" : "r+");
+        mConfigFile = qorv::openRegularFile(path, readOnly ? "r" : "r+");
     }
 }
 
@@ -68,10 +69,12 @@ int Fg_ConfigFileParser::checkFileType(const char* path) {
 
 int Fg_ConfigFileParser::checkFileExist(const char* path) {
     trace("Fg_ConfigFileParser::checkFileExist");
-    FILE* f = path != nullptr ? std::fopen(path, "r") : nullptr;
-    if (f != nullptr) std::fclose(f);
-    if (mFg_Log != nullptr) mFg_Log->Info(f != nullptr ? "Config File exist" : "Config File don't exist");
-    return f != nullptr ? 1 : 0;
+    // Something that is there but no file (a directory, a FIFO) exists; reading it finds no keys.
+    qorv::FileKind kind = qorv::FileKind::None;
+    if (FILE* f = qorv::openRegularFile(path, "r", &kind)) std::fclose(f);
+    const bool exists = kind != qorv::FileKind::None;
+    if (mFg_Log != nullptr) mFg_Log->Info(exists ? "Config File exist" : "Config File don't exist");
+    return exists ? 1 : 0;
 }
 
 int Fg_ConfigFileParser::setSaveFile(const char* path) {
@@ -81,8 +84,8 @@ int Fg_ConfigFileParser::setSaveFile(const char* path) {
         return 0;
     }
     if (mConfigFile != nullptr) std::fclose(mConfigFile);
-    mLinesRead = false;
-    mConfigFile = std::fopen(path, "w");
+    forgetPieces();
+    mConfigFile = qorv::openRegularFile(path, "w");
     if (mConfigFile == nullptr) {
         if (mFg_Log != nullptr) mFg_Log->Error("Config File: fopen failed");
         return 0;
@@ -95,7 +98,7 @@ int Fg_ConfigFileParser::setSaveFile(const char* path) {
 
 void Fg_ConfigFileParser::writeLine(const char* key, const char* value) {
     if (mConfigFile == nullptr || key == nullptr) return;
-    mLinesRead = false;
+    forgetPieces();
     std::fprintf(mConfigFile, "%s=%s;\n", key, value != nullptr ? value : "");
     std::fflush(mConfigFile);
 }
@@ -103,7 +106,7 @@ void Fg_ConfigFileParser::writeLine(const char* key, const char* value) {
 void Fg_ConfigFileParser::writeConfigFileHeader() {
     trace("Fg_ConfigFileParser::writeConfigFileHeader");
     if (mConfigFile == nullptr) return;
-    mLinesRead = false;
+    forgetPieces();
     std::fputs("[Kamerasektion]\n", mConfigFile);
     std::fputs("\nConfigFileVersion=2.0;\n", mConfigFile);
     std::fflush(mConfigFile);
@@ -112,7 +115,7 @@ void Fg_ConfigFileParser::writeConfigFileHeader() {
 void Fg_ConfigFileParser::writeConfigFileByPort(int port) {
     trace("Fg_ConfigFileParser::writeConfigFileByPort");
     if (mConfigFile == nullptr) return;
-    mLinesRead = false;
+    forgetPieces();
     std::fprintf(mConfigFile, "\n%s\n", getPortString(port).c_str());
     std::fflush(mConfigFile);
 }
@@ -120,7 +123,7 @@ void Fg_ConfigFileParser::writeConfigFileByPort(int port) {
 void Fg_ConfigFileParser::writeConfigFile(const char* key, const char* text) {
     trace("Fg_ConfigFileParser::writeConfigFile");
     if (mConfigFile == nullptr || key == nullptr) return;
-    mLinesRead = false;
+    forgetPieces();
     std::fprintf(mConfigFile, "%s='%s';\n", key, text != nullptr ? text : "");
     std::fflush(mConfigFile);
 }
@@ -151,35 +154,59 @@ void Fg_ConfigFileParser::writeConfigFileDoubleKey(const char* key, double value
 
 // ---- readers ----
 
-const std::vector<std::string>& Fg_ConfigFileParser::lines() {
-    if (mLinesRead) return mLines;
-    mLines.clear();
-    mLinesRead = true;
-    if (mConfigFile == nullptr) return mLines;
-    std::rewind(mConfigFile);
-    std::string piece;
+void Fg_ConfigFileParser::forgetPieces() {
+    mPieces.clear();
+    mPiecesRead = false;
+    mTooLargeToKeep = false;
+}
+
+bool Fg_ConfigFileParser::readPiece(std::string& piece) {
+    piece.clear();
     for (int c = std::getc(mConfigFile); c != EOF; c = std::getc(mConfigFile)) {
         piece.push_back(static_cast<char>(c));
-        if (c == '\n' || piece.size() == kLineLength) {
-            // A text search sees a line only up to its first zero byte.
-            mLines.emplace_back(piece.c_str());
-            piece.clear();
-        }
+        if (c == '\n' || piece.size() == kLineLength) break;
     }
-    if (!piece.empty()) mLines.emplace_back(piece.c_str());
-    return mLines;
+    if (piece.empty()) return false;
+    piece.resize(std::strlen(piece.c_str()));  // a text search sees a line up to its first zero byte
+    return true;
+}
+
+void Fg_ConfigFileParser::scan(const std::function<bool(const std::string&)>& visit) {
+    if (mConfigFile == nullptr) return;
+    std::string piece;
+    if (!mPiecesRead) {
+        mPiecesRead = true;
+        std::rewind(mConfigFile);
+        size_t bytes = 0;
+        while (!mTooLargeToKeep && readPiece(piece)) {
+            bytes += piece.size() + 1;
+            mTooLargeToKeep = bytes > kCachedBytes;
+            mPieces.push_back(piece);
+        }
+        if (mTooLargeToKeep) std::vector<std::string>().swap(mPieces);
+    }
+    if (!mTooLargeToKeep) {
+        for (const std::string& p : mPieces)
+            if (visit(p)) return;
+        return;
+    }
+    std::rewind(mConfigFile);
+    while (readPiece(piece))
+        if (visit(piece)) return;
 }
 
 int Fg_ConfigFileParser::parseKeyFromLine(const char* key, std::string& out) {
     trace("Fg_ConfigFileParser::parseKeyFromLine");
+    bool found = false;
     if (key != nullptr) {
-        for (const std::string& line : lines()) {
-            if (line.find(key) == std::string::npos) continue;
+        scan([&](const std::string& line) {
+            if (line.find(key) == std::string::npos) return false;
             const std::vector<std::string> parts = tokens(line, "='");
             out = parts.size() > 1 ? parts[1] : std::string();
-            return 0;
-        }
+            return found = true;
+        });
     }
+    if (found) return 0;
     out = "Error";
     return FG_CONFIG_KEY_NOT_FOUND;
 }
@@ -188,21 +215,22 @@ int Fg_ConfigFileParser::parseKey(const char* section, const char* key, std::str
     trace("Fg_ConfigFileParser::parseKey");
     out = "Error";
     if (section == nullptr || key == nullptr) return FG_CONFIG_KEY_NOT_FOUND;
-    const std::vector<std::string>& all = lines();
-    size_t i = 0;
-    while (i < all.size() && all[i].find(section) == std::string::npos) ++i;
     const size_t keyLength = std::strlen(key);
-    for (++i; i < all.size(); ++i) {
-        const std::string& line = all[i];
+    bool inSection = false, found = false;
+    scan([&](const std::string& line) {
+        if (!inSection) {
+            inSection = line.find(section) != std::string::npos;
+            return false;
+        }
         if (line.compare(0, keyLength, key) != 0 || line.size() <= keyLength || line[keyLength] != '=')
-            continue;
+            return false;
         const std::vector<std::string> parts = tokens(line, "=;'");
         std::string value = parts.size() > 1 ? parts[1] : std::string();
         if (!value.empty() && (value[0] == '\r' || value[0] == '\n')) value.clear();
         out = value;
-        return 0;
-    }
-    return FG_CONFIG_KEY_NOT_FOUND;
+        return found = true;
+    });
+    return found ? 0 : FG_CONFIG_KEY_NOT_FOUND;
 }
 
 int Fg_ConfigFileParser::parseIntKey(const char* section, const char* key, int& value) {

@@ -6,6 +6,7 @@
 
 #include <cstdint>
 #include <cstdio>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -56,14 +57,22 @@ class Fg_ConfigFileParser {
     static std::string getPortString(int port);
 
   private:
-    // The file as the line reader sees it: pieces of at most 255 characters, each ending at a
-    // line feed or where the reader's buffer was full. Read once, dropped again on any write.
-    const std::vector<std::string>& lines();
+    // Files up to this size are read once and kept for the searches; larger ones are read again
+    // for each search, so a read never holds more than this much of a file.
+    static constexpr size_t kCachedBytes = 64 * 1024;
+
+    // Calls `visit` with the file's pieces from the top until it returns true. A piece is what
+    // the line reader sees: at most 255 characters, ending at a line feed or where the reader's
+    // buffer was full, and only up to its first zero byte.
+    void scan(const std::function<bool(const std::string&)>& visit);
+    bool readPiece(std::string& piece);
+    void forgetPieces();
     void writeLine(const char* key, const char* value);
     void trace(const char* function);
 
     FILE* mConfigFile = nullptr;
     Fg_Log* mFg_Log = nullptr;
-    std::vector<std::string> mLines;
-    bool mLinesRead = false;
+    std::vector<std::string> mPieces;
+    bool mPiecesRead = false;
+    bool mTooLargeToKeep = false;
 };

@@ -31,27 +31,28 @@ enum FgParamTypes {
 #define FG_NOT_AVAILABLE (-12)            /* SDK function or handle missing; set of a read-only parameter */
 #define FG_SOFTWARE_TRIGGER_PENDING (-60) /* previous software trigger still being processed */
 #define FG_DESIGN_LOAD_FAILED (-100)
-#define FG_NOT_ENOUGH_MEMORY (-500)       /* out of memory, or a buffer too small */
-#define FG_INVALID_HANDLE (-2001)         /* null handle or no applet object */
-#define FG_INVALID_BOARD (-2002)          /* no board of that index */
-#define FG_APPLET_NOT_LOADED (-2010)      /* applet library or its entry point missing */
-#define FG_SDK_NOT_LOADED (-2031)         /* SDK library or its init function missing */
-#define FG_INVALID_PARAMETER (-2070)      /* invalid argument, null pointer, unknown id, not allowed now */
-#define FG_VALUE_HAS_NO_CODE (-2075)      /* value without design code, or unknown port */
+#define FG_NOT_ENOUGH_MEMORY (-500)  /* out of memory, or a buffer too small */
+#define FG_INVALID_HANDLE (-2001)    /* null handle or no applet object */
+#define FG_INVALID_BOARD (-2002)     /* no board of that index */
+#define FG_APPLET_NOT_LOADED (-2010) /* applet library or its entry point missing */
+#define FG_APPLET_EXCEPTION (-2011)  /* the applet raised an exception (SDK's message on stderr) */
+#define FG_SDK_NOT_LOADED (-2031)    /* SDK library or its init function missing */
+#define FG_INVALID_PARAMETER (-2070) /* invalid argument, null pointer, unknown id, not allowed now */
+#define FG_VALUE_HAS_NO_CODE (-2075) /* value without design code, or unknown port */
 #define FG_FILE_NOT_FOUND (-2076)
 #define FG_PULSEFORM_DOWNSCALE_CONFLICT (-2078)
 #define FG_TRIGGER_PERIOD_CONFLICT (-2079)
-#define FG_TIMEOUT_ERR (-2120)            /* a blocking wait ran out of time */
+#define FG_TIMEOUT_ERR (-2120) /* a blocking wait ran out of time */
 #define FG_SHADING_NOT_SUPPORTED (-2130)
 #define FG_SOFTWARE_TRIGGER_WRONG_MODE (-2140)
 #define FG_SOFTWARE_TRIGGER_NOT_ACTIVE (-2141)
-#define FG_ACQUISITION_RUNNING (-2200)    /* the DMA channel is already acquiring */
+#define FG_ACQUISITION_RUNNING (-2200) /* the DMA channel is already acquiring */
 #define FG_ACQUISITION_NOT_RUNNING (-2201)
-#define FG_INVALID_MEMORY (-2210)         /* no buffer set, or one that belongs elsewhere */
+#define FG_INVALID_MEMORY (-2210) /* no buffer set, or one that belongs elsewhere */
 #define FG_CONFIG_LOAD_FAILED (-5000)
-#define FG_FILE_ACCESS_FAILED (-5001)     /* file cannot be read or written */
-#define FG_VALUE_OUT_OF_RANGE (-6000)     /* out of range or not in the enumeration */
-#define FG_NOT_ALIGNED (-7080)            /* not a multiple of 16 pixels */
+#define FG_FILE_ACCESS_FAILED (-5001) /* file cannot be read or written */
+#define FG_VALUE_OUT_OF_RANGE (-6000) /* out of range or not in the enumeration */
+#define FG_NOT_ALIGNED (-7080)        /* not a multiple of 16 pixels */
 #define FG_CONFIG_KEY_NOT_FOUND (-8000)
 
 /* ---- reserved id ranges ---- */
@@ -194,15 +195,15 @@ enum FgParamTypes {
 
 /* ---- event names, in the order the design numbers its events (mask 1 << position) ---- */
 #define FG_EVENT_COUNT 24
-#define FG_EVENT_NAME_LIST                                                                      \
-    "FG_OVERFLOW_CAM0", "FG_START_OF_FRAME_CAM_PORT_0", "FG_END_OF_FRAME_CAM_PORT_0",          \
-        "FG_MISSING_CAM0_FRAME_RESPONSE", "FG_TRIGGER_EXCEEDED_PERIOD_LIMITS_CAM0",             \
-        "FG_TRIGGER_INPUT0_RISING", "FG_TRIGGER_INPUT0_FALLING", "FG_TRIGGER_INPUT1_RISING",    \
-        "FG_TRIGGER_INPUT1_FALLING", "FG_TRIGGER_INPUT2_RISING", "FG_TRIGGER_INPUT2_FALLING",   \
-        "FG_TRIGGER_INPUT3_RISING", "FG_TRIGGER_INPUT3_FALLING", "FG_TRIGGER_INPUT4_RISING",    \
-        "FG_TRIGGER_INPUT4_FALLING", "FG_TRIGGER_INPUT5_RISING", "FG_TRIGGER_INPUT5_FALLING",   \
-        "FG_TRIGGER_INPUT6_RISING", "FG_TRIGGER_INPUT6_FALLING", "FG_TRIGGER_INPUT7_RISING",    \
-        "FG_TRIGGER_INPUT7_FALLING", "FG_TRIGGER_OUTPUT_CAM0",                                  \
+#define FG_EVENT_NAME_LIST                                                                    \
+    "FG_OVERFLOW_CAM0", "FG_START_OF_FRAME_CAM_PORT_0", "FG_END_OF_FRAME_CAM_PORT_0",         \
+        "FG_MISSING_CAM0_FRAME_RESPONSE", "FG_TRIGGER_EXCEEDED_PERIOD_LIMITS_CAM0",           \
+        "FG_TRIGGER_INPUT0_RISING", "FG_TRIGGER_INPUT0_FALLING", "FG_TRIGGER_INPUT1_RISING",  \
+        "FG_TRIGGER_INPUT1_FALLING", "FG_TRIGGER_INPUT2_RISING", "FG_TRIGGER_INPUT2_FALLING", \
+        "FG_TRIGGER_INPUT3_RISING", "FG_TRIGGER_INPUT3_FALLING", "FG_TRIGGER_INPUT4_RISING",  \
+        "FG_TRIGGER_INPUT4_FALLING", "FG_TRIGGER_INPUT5_RISING", "FG_TRIGGER_INPUT5_FALLING", \
+        "FG_TRIGGER_INPUT6_RISING", "FG_TRIGGER_INPUT6_FALLING", "FG_TRIGGER_INPUT7_RISING",  \
+        "FG_TRIGGER_INPUT7_FALLING", "FG_TRIGGER_OUTPUT_CAM0",                                \
         "FG_TRIGGER_QUEUE_FILLLEVEL_THRESHOLD_CAM0_ON", "FG_TRIGGER_QUEUE_FILLLEVEL_THRESHOLD_CAM0_OFF"
 
 #endif

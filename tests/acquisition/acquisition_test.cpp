@@ -187,6 +187,30 @@ TEST_F(Acquisition, BufferTooSmallLosesTheFrame) {
     EXPECT_EQ(get(FG_OVERFLOW), 0u);  // lost, but not for want of buffers
 }
 
+// Every frame that ends is delivered or lost exactly once, whenever the stop comes; a synchronous
+// stop lets the frame in progress end, an asynchronous one abandons it.
+TEST_F(Acquisition, StopsAccountForEveryFrameAndHonourTheirFlag) {
+    freeRun();  // frames of about 0.55 ms
+    allocate(kWidth * kHeight * 3, 4);
+    for (int i = 0; i < 200; ++i) {
+        ASSERT_EQ(Fg_AcquireEx(fg, 0, GRAB_INFINITE, ACQ_STANDARD, memory), 0);
+        std::this_thread::sleep_for(std::chrono::microseconds(100 * (i % 10)));
+        if (i % 3 == 0) Fg_getLastPicNumberEx(fg, 0, memory);
+        ASSERT_EQ(Fg_stopAcquireEx(fg, 0, memory, i % 2 == 0 ? STOP_SYNC : STOP_ASYNC), 0);
+        const long ended = status(VBOARD_STATUS_END_OF_FRAME_EVENTS);
+        ASSERT_EQ(ended, status(VBOARD_STATUS_FRAMES_DELIVERED) + status(VBOARD_STATUS_FRAMES_LOST)) << i;
+    }
+    frameTime(150);
+    for (int flag : {STOP_SYNC, STOP_ASYNC}) {
+        ASSERT_EQ(Fg_AcquireEx(fg, 0, GRAB_INFINITE, ACQ_STANDARD, memory), 0);
+        ASSERT_TRUE(eventually([&] { return status(VBOARD_STATUS_START_OF_FRAME_EVENTS) == 1; }));
+        ASSERT_EQ(Fg_stopAcquireEx(fg, 0, memory, flag), 0);
+        EXPECT_EQ(status(VBOARD_STATUS_END_OF_FRAME_EVENTS), flag == STOP_SYNC ? 1 : 0) << flag;
+        EXPECT_EQ(status(VBOARD_STATUS_FRAMES_DELIVERED), flag == STOP_SYNC ? 1 : 0) << flag;
+    }
+    EXPECT_EQ(Fg_stopAcquireEx(fg, 0, memory, 7), FG_INVALID_PARAMETER);
+}
+
 TEST_F(Acquisition, UnknownStatusAndBadArguments) {
     allocate(64, 1);
     EXPECT_EQ(status(12345), FG_INVALID_PARAMETER);

@@ -204,6 +204,9 @@ TEST_F(ParameterModel, FailedLookupsAnswerInvalidParameterAndRecordIt) {
         EXPECT_TRUE(c.fails()) << c.what;
         EXPECT_EQ(lastError(), FG_INVALID_PARAMETER) << c.what;
     }
+    // The count is a lookup too: it records its success.
+    EXPECT_EQ(A().Fg_getNrOfParameter(&fg), count);
+    EXPECT_EQ(lastError(), 0);
 }
 
 TEST_F(ParameterModel, DispatchRefusesWithTheRightNumber) {
@@ -246,7 +249,9 @@ TEST_F(ParameterModel, FixedReadOutsAnswerTheirValues) {
     EXPECT_EQ(A().Fg_getParameterWithType(&fg, FG_HAP_FILE, hap, 0, FG_PARAM_TYPE_CHAR_PTR), 0);
     EXPECT_STREQ(hap, "Pellucid.hap");
     vboard::control::setSdkValue(FG_DIGIO_INPUT, 0xA5);
+    vboard::control::clearJournal();
     EXPECT_EQ(getUInt(FG_DIGIO_INPUT), 0xA5u);
+    EXPECT_EQ(vboard::control::reads(), std::vector<std::string>{"FG_DIGIO_INPUT:uint32"}) << "a typed read";
 }
 
 TEST_F(ParameterModel, StartWritesTheSimulatorRegistersThenTheDefaults) {

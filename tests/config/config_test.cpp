@@ -1,14 +1,19 @@
 // Saving and loading the applet's configuration through the exported functions.
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <clocale>
+#include <cmath>
 #include <filesystem>
 #include <fstream>
 #include <functional>
+#include <limits>
 #include <sstream>
 #include <string>
+#include <thread>
 
 #include "applet_fixture.h"
 
@@ -215,6 +220,71 @@ TEST_F(Configuration, TruncatedFilesFailCleanly) {
     writeText(folder / "garbage.mcf",
               good.substr(0, lineStart) + std::string("\0\xff=;'\n", 6) + good.substr(lineStart));
     EXPECT_EQ(load(folder / "garbage.mcf"), 0) << "a garbled line between keys is skipped";
+}
+
+// Numbers no conversion can hold reach every floating-point parameter and every configuration
+// key. Each is answered with a result; none may overflow a conversion on the way (the sanitizer
+// build checks float-to-integer casts).
+TEST_F(Configuration, ExtremeNumbersNeverOverflowAConversion) {
+    const double inf = std::numeric_limits<double>::infinity();
+    for (int i = 0; i < A().Fg_getNrOfParameter(&fg); ++i) {
+        const int id = A().Fg_getParameterId(&fg, i);
+        const RegisterInfo* r = description(id);
+        if (r == nullptr || r->format != REG_FORMAT_DOUBLE) continue;
+        for (double v : {std::nan(""), inf, -inf, 1e300, -1e300, 4294967296.0}) setDouble(id, v);
+    }
+    const std::string good = save("good.mcf");
+    const size_t port = good.find("[Port A]");
+    for (size_t at = good.find('=', port); at != std::string::npos; at = good.find('=', at + 1)) {
+        const size_t end = good.find(';', at);
+        for (const char* v : {"nan", "inf", "-inf", "1e400", "-1e400", "99999999999", "-99999999999"}) {
+            writeText(folder / "extreme.mcf", good.substr(0, at + 1) + v + good.substr(end));
+            const int rc = load(folder / "extreme.mcf");
+            EXPECT_TRUE(rc == 0 || rc == FG_CONFIG_LOAD_FAILED) << good.substr(at - 20, 30) << v;
+        }
+        reopen();
+    }
+}
+
+// A name that leads to a FIFO, a device or a directory answers at once and leaves the board
+// alive: no read that never ends, no memory without bound, no SIGPIPE.
+TEST_F(Configuration, PathsThatAreNoRegularFileAnswerAtOnce) {
+    const fs::path fifo = folder / "fifo.mcf", device = folder / "zero.mcf", dir = folder / "dir.mcf";
+    ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+    fs::create_symlink("/dev/zero", device);
+    fs::create_directory(dir);
+    for (const fs::path& p : {fifo, device}) {
+        EXPECT_EQ(load(p), FG_CONFIG_LOAD_FAILED) << p;
+        EXPECT_EQ(A().Fg_saveConfig(&fg, p.c_str()), FG_FILE_ACCESS_FAILED) << p;
+        ASSERT_EQ(setUInt(FG_LUT_TYPE, 0), 0);
+        EXPECT_EQ(A().Fg_setParameterWithType(&fg, FG_LUT_CUSTOM_FILE, p.c_str(), 0, FG_PARAM_TYPE_CHAR_PTR),
+                  FG_FILE_ACCESS_FAILED)
+            << p;
+        EXPECT_EQ(A().Fg_setParameterWithType(&fg, FG_LUT_SAVE_FILE, p.c_str(), 0, FG_PARAM_TYPE_CHAR_PTR),
+                  FG_FILE_ACCESS_FAILED)
+            << p;
+    }
+    // A reader that goes away: refused before a byte is written.
+    std::thread reader([&] { close(open(fifo.c_str(), O_RDONLY)); });
+    const int writer = open(fifo.c_str(), O_WRONLY);  // meets the reader, keeps the FIFO open
+    reader.join();
+    EXPECT_EQ(A().Fg_setParameterWithType(&fg, FG_LUT_SAVE_FILE, fifo.c_str(), 0, FG_PARAM_TYPE_CHAR_PTR),
+              FG_FILE_ACCESS_FAILED);
+    close(writer);
+    // Directories keep their answers: the load finds no keys, the LUT file does not exist.
+    EXPECT_EQ(load(dir), FG_CONFIG_LOAD_FAILED);
+    EXPECT_EQ(A().Fg_saveConfig(&fg, dir.c_str()), FG_FILE_ACCESS_FAILED);
+    EXPECT_EQ(A().Fg_setParameterWithType(&fg, FG_LUT_CUSTOM_FILE, dir.c_str(), 0, FG_PARAM_TYPE_CHAR_PTR),
+              FG_FILE_NOT_FOUND);
+
+    // A file larger than what a read keeps is searched from the disk: the same answers.
+    const std::string good = save("good.mcf");
+    std::string large = good;
+    for (int i = 0; i < 4000; ++i) large += "; padding line " + std::to_string(i) + " of a long file\n";
+    writeText(folder / "large.mcf", large);
+    ASSERT_EQ(setUInt(FG_WIDTH, 512), 0);
+    EXPECT_EQ(load(folder / "large.mcf"), 0);
+    EXPECT_EQ(getUInt(FG_WIDTH), 1024u);
 }
 
 }  // namespace

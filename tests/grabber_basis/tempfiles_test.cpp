@@ -4,12 +4,14 @@
 
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
 #include <regex>
 #include <string>
 
 #include <gtest/gtest.h>
 
 #include "TempFiles.h"
+#include "scratch_file.h"
 
 namespace fs = std::filesystem;
 
@@ -96,4 +98,21 @@ TEST(TempFiles, ExhaustionZeroesTheTemplate) {
     EXPECT_EQ(qorv::mkstempsFrom(buf, 5, state), -1);
     EXPECT_EQ(buf[0], '\0');
     EXPECT_EQ(state, 5u + 238328u * 7777u);
+}
+
+// The fuzzers' scratch file: a name planted in /tmp beforehand (a symlink) must not be followed.
+TEST(TempFiles, ScratchFileFollowsNoPlantedLink) {
+    const fs::path target = fs::temp_directory_path() / ("scratch_target_" + std::to_string(getpid()));
+    const std::string planted = "/tmp/scratch_test_" + std::to_string(getpid()) + ".txt";
+    { std::ofstream(target) << "keep"; }
+    fs::create_symlink(target, planted);
+    const uint8_t data[] = {'n', 'e', 'w'};
+    const std::string path = writeScratchFile("scratch_test", ".txt", data, sizeof data);
+    std::string kept;
+    std::ifstream(target) >> kept;
+    EXPECT_EQ(kept, "keep");
+    EXPECT_NE(path, planted);
+    EXPECT_FALSE(fs::is_symlink(path));
+    fs::remove(planted);
+    fs::remove(target);
 }

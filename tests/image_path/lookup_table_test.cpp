@@ -211,7 +211,11 @@ TEST_F(LutFiles, BadFilesAndPathsGiveTheirErrorNumbers) {
 
     const std::string huge =
         file("huge.txt", "# Lut data file v1.1\n\n[red]\n\nnrOfElements=4000000000;\n0,1;\n");
-    const std::string tooWide = file("wide.txt", "nrOfElements=1;\n[red]\n0,4096;\n[green]\n[blue]\n");
+    // The format carries 12-bit entries; others make the file malformed before anything changes.
+    auto entries = [&](const char* name, const char* blue) {
+        return file(name, std::string("nrOfElements=2;\n[red]\n0,1;\n1,2;\n[green]\n[blue]\n0,3;\n1,") +
+                              blue + ";\n");
+    };
     const struct {
         int id;
         std::string path;
@@ -220,14 +224,19 @@ TEST_F(LutFiles, BadFilesAndPathsGiveTheirErrorNumbers) {
         {FG_LUT_CUSTOM_FILE, "/nonexistent/lut.txt", FG_FILE_NOT_FOUND},
         {FG_LUT_CUSTOM_FILE, testing::TempDir(), FG_FILE_NOT_FOUND},
         {FG_LUT_CUSTOM_FILE, huge, FG_FILE_ACCESS_FAILED},
-        {FG_LUT_CUSTOM_FILE, tooWide, FG_VALUE_OUT_OF_RANGE},  // the design takes 12 bits
+        {FG_LUT_CUSTOM_FILE, entries("4096.txt", "4096"), FG_VALUE_OUT_OF_RANGE},
+        {FG_LUT_CUSTOM_FILE, entries("negative.txt", "-1"), FG_VALUE_OUT_OF_RANGE},
+        {FG_LUT_CUSTOM_FILE, entries("wraps.txt", "4294967301"), FG_VALUE_OUT_OF_RANGE},
         {FG_LUT_SAVE_FILE, "/nonexistent/lut.txt", FG_FILE_ACCESS_FAILED},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.path);
+        control::clearJournal();
         EXPECT_EQ(setString(c.id, c.path.c_str()), c.rc);
         EXPECT_EQ(getString(FG_LUT_CUSTOM_FILE), good);
+        EXPECT_EQ(entry(FG_LUT_VALUE_RED, 0), 9u);
         EXPECT_EQ(entry(FG_LUT_VALUE_RED, 100), 55u);
+        EXPECT_TRUE(control::writes().empty());
     }
     EXPECT_EQ(getString(FG_LUT_SAVE_FILE), "/nonexistent/lut.txt") << "the name is kept";
     control::clearJournal();

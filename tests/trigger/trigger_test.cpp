@@ -128,6 +128,17 @@ TEST_F(Trigger, PulseFormTimesAreQuantisedTo16Ns) {
     EXPECT_EQ(setDouble(FG_TRIGGER_PULSEFORMGEN1_DELAY, 3.4e7 + 1), FG_VALUE_OUT_OF_RANGE);
 }
 
+TEST_F(Trigger, PulseFormGeneratorsReadTheDesignAs32BitValues) {
+    vc::clearJournal();
+    ASSERT_EQ(setUInt(FG_TRIGGER_PULSEFORMGEN2_DOWNSCALE, 2), 0);
+    ASSERT_EQ(setDouble(FG_TRIGGER_PULSEFORMGEN2_DELAY, 1.0), 0);
+    ASSERT_EQ(setDouble(FG_TRIGGER_PULSEFORMGEN2_WIDTH, 2.0), 0);
+    getDouble(FG_TRIGGER_PULSEFORMGEN2_DELAY);
+    getDouble(FG_TRIGGER_PULSEFORMGEN2_WIDTH);
+    const std::string delay = pfg(2, "Delay_Delay:uint32"), width = pfg(2, "Width_Width:uint32");
+    EXPECT_THAT(vc::reads(), ElementsAre(delay, width, width, delay, delay, width));
+}
+
 TEST_F(Trigger, DownscaleAndPhasePublishEachOthersLimits) {
     struct Family {
         int downscale, phase;

@@ -223,7 +223,8 @@ TEST_F(PlainHandle, RegisterAccessRules) {
 TEST(Registers, ReadOnlyAndWriteOnlyRegisters) {
     control::reset();
     const char* text =
-        "QORV-DESIGN 1\nname T\nversion 1\ntypecode 1\nuid u\nregister R 8 ro\nregister W 8 wo\nend\n";
+        "QORV-DESIGN 1\nname T\nversion 1\ntypecode 1\nuid u\nregister R 8 ro\nregister W 8 wo\nbitstream 0 "
+        "2d06800538d394c2\n\nend\n";
     fpga_design* d = HapLoadDesignFromBuffer(text, strlen(text), 1);
     ASSERT_NE(d, nullptr);
     Fg_Struct* fg = Fg_InitHandle("T", QorvBoardOpen(1), d);

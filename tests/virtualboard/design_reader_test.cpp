@@ -1,5 +1,7 @@
 // Design files: the project's design, malformed input, and the register and event queries.
 #include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <fstream>
 #include <ostream>
@@ -13,7 +15,9 @@
 
 namespace {
 
-const char* const kSmall =
+using namespace std::string_literals;
+
+const std::string kSmall =
     "QORV-DESIGN 1\n"
     "# a comment\n"
     "name Small\n"
@@ -28,7 +32,9 @@ const char* const kSmall =
     "param F field 16 12 ro\n"
     "event E0\n"
     "event E1\n"
-    "end\n";
+    "bitstream 3 9b7d3864775a96f7\n"
+    "\0\n\xff\n"  // configuration data: raw bytes, then a line end
+    "end\n"s;
 
 struct Design {
     explicit Design(std::string_view text) : d(HapLoadDesignFromBuffer(text.data(), text.size(), 1)) {}
@@ -83,9 +89,23 @@ TEST(DesignFile, ProjectDesignLoadsFromFileAndBufferAlike) {
     EXPECT_EQ(HapUnloadHapFile(fromFile), 0);
 }
 
-TEST(DesignFile, ProjectDesignIsPlainAscii) {
-    for (unsigned char c : readAll(VBOARD_DESIGN_FILE))
-        EXPECT_TRUE(c == '\n' || (c >= 0x20 && c < 0x7f)) << int(c);
+// The design tool's file: plain ASCII items, then the configuration data, as large as the real one.
+TEST(DesignFile, ProjectDesignHasItsFullSizeAndIntactData) {
+    const std::string text = readAll(VBOARD_DESIGN_FILE);
+    EXPECT_EQ(text.size(), 2836503u);
+    const size_t data = text.find("\nbitstream ");
+    ASSERT_NE(data, std::string::npos);
+    for (unsigned char c : text.substr(0, data)) ASSERT_TRUE(c == '\n' || (c >= 0x20 && c < 0x7f)) << int(c);
+
+    std::string altered = text;
+    altered[text.size() / 2] ^= 1;
+    EXPECT_EQ(Design(altered).d, nullptr);
+    EXPECT_NE(std::string(HapGetLastErrorText()).find(": configuration data altered (checksum "),
+              std::string::npos)
+        << HapGetLastErrorText();
+    EXPECT_EQ(Design(std::string_view(text).substr(0, text.size() / 2)).d, nullptr);
+    EXPECT_NE(std::string(HapGetLastErrorText()).find(": configuration data truncated ("), std::string::npos)
+        << HapGetLastErrorText();
 }
 
 TEST(DesignFile, QueriesOutsideTheDesignAnswerNothing) {
@@ -112,11 +132,14 @@ TEST(DesignFile, QueriesOutsideTheDesignAnswerNothing) {
 }
 
 TEST(DesignFile, WindowsLineEndsAndMissingFinalNewlineAreAccepted) {
+    // The configuration data is raw bytes: its LF stays as it is.
+    const size_t data = kSmall.find("bitstream");
     std::string crlf;
-    for (char c : std::string(kSmall)) {
+    for (char c : kSmall.substr(0, data)) {
         if (c == '\n') crlf += '\r';
         crlf += c;
     }
+    crlf += kSmall.substr(data);
     EXPECT_NE(Design(crlf).d, nullptr) << HapGetLastErrorText();
     std::string noNewline = kSmall;
     noNewline.pop_back();
@@ -173,14 +196,20 @@ INSTANTIATE_TEST_SUITE_P(
         Malformed{"typeCodeTooLarge", smallWith("typecode 7", "typecode 2147483648"),
                   "line 5: type code must be 0..2147483647"},
         Malformed{"duplicateHeader", smallWith("uid abc", "uid abc\nname Again"), "line 7: duplicate 'name'"},
-        Malformed{"missingUid", smallWith("uid abc\n", ""), "line 14: missing 'uid'"},
+        Malformed{"missingUid", smallWith("uid abc\n", ""), "line 15: missing 'uid'"},
         Malformed{"unknownKeyword", smallWith("event E0", "evnt E0"), "line 13: unknown keyword 'evnt'"},
-        Malformed{"truncated", smallWith("end\n", ""), "line 14: design ends without 'end' (truncated?)"},
-        Malformed{"textAfterEnd", smallWith("end\n", "end\nregister Z 1 rw\n"), "line 16: text after 'end'"},
+        Malformed{"truncated", smallWith("end\n", ""), "line 15: design ends without 'end' (truncated?)"},
+        Malformed{"textAfterEnd", smallWith("end\n", "end\nregister Z 1 rw\n"), "line 17: text after 'end'"},
         Malformed{"notAscii", smallWith("name Small", "name Sm\xe4ll"),
                   "line 3: character 228 is not printable ASCII"},
         Malformed{"nulByte", smallWith("name Small", std::string("name Sm\0ll", 10)), "line 3: NUL byte"},
-        Malformed{"endWithArgument", smallWith("end", "end extra"), "line 15: expected 'end'"}));
+        Malformed{"noBitstream", smallWith("bitstream 3 9b7d3864775a96f7\n\0\n\xff\n"s, ""),
+                  "line 15: missing 'bitstream' (the design carries no configuration data)"},
+        Malformed{"badChecksum", smallWith("9b7d3864775a96f7", "9b7d3864775a96f"),
+                  "line 15: checksum must be 16 hex digits, not '9b7d3864775a96f'"},
+        Malformed{"noLineEndAfterData", smallWith("\xff\n", "\xff"),
+                  "line 15: no line end after the configuration data"},
+        Malformed{"endWithArgument", smallWith("end", "end extra"), "line 16: expected 'end'"}));
 
 TEST(DesignFile, LinesUpTo1024BytesAreAccepted) {
     const std::string comment = "#" + std::string(1022, 'x') + "\n";  // 1023 bytes
@@ -217,7 +246,7 @@ TEST(DesignFile, EveryTruncationFailsCleanly) {
 TEST(DesignFile, BadBuffersAndFiles) {
     EXPECT_EQ(HapLoadDesignFromBuffer(nullptr, 10, 1), nullptr);
     EXPECT_STREQ(HapGetLastErrorText(), "no design data");
-    EXPECT_EQ(HapLoadDesignFromBuffer(kSmall, 0, 1), nullptr);
+    EXPECT_EQ(HapLoadDesignFromBuffer(kSmall.data(), 0, 1), nullptr);
     EXPECT_STREQ(HapGetLastErrorText(), "line 1: empty design");
 
     EXPECT_EQ(HapLoadHapFileWithType(VBOARD_DESIGN_FILE, 2629, 1), nullptr);
@@ -226,6 +255,11 @@ TEST(DesignFile, BadBuffersAndFiles) {
     EXPECT_NE(std::string(HapGetLastErrorText()).find("cannot open"), std::string::npos);
     EXPECT_EQ(HapLoadHapFileWithType(nullptr, 2628, 1), nullptr);
     EXPECT_EQ(HapLoadHapFileWithType("/", 2628, 1), nullptr);  // a folder reads as nothing
+    const std::string fifo = testing::TempDir() + "design_fifo_" + std::to_string(getpid());
+    ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+    EXPECT_EQ(HapLoadHapFileWithType(fifo.c_str(), 2628, 1), nullptr);  // no writer: no waiting
+    EXPECT_NE(std::string(HapGetLastErrorText()).find("not a regular file"), std::string::npos);
+    unlink(fifo.c_str());
 }
 
 TEST(DesignFile, ErrorTextBelongsToTheThread) {

@@ -117,20 +117,26 @@ int Acquisition::start(const void* owner, long pictures, const void* memory, lon
     return 0;
 }
 
-int Acquisition::stop() {
+int Acquisition::stop(bool finishFrame) {
     bool wasRunning;
     {
         std::lock_guard lock(m_);
         wasRunning = running_;
-        running_ = false;
-        stopping_ = true;  // also for a finished thread still on its way out
+        if (finishFrame && running_) {
+            finishFrame_ = true;
+        } else {
+            running_ = false;
+            stopping_ = true;  // also for a finished thread still on its way out
+        }
         owner_ = nullptr;
     }
     wakeCv_.notify_all();
     join();
     {
         std::lock_guard lock(m_);
+        running_ = false;
         stopping_ = false;
+        finishFrame_ = false;
     }
     cv_.notify_all();
     return wasRunning ? 0 : FG_ACQUISITION_NOT_RUNNING;
@@ -282,7 +288,7 @@ void Acquisition::run() {
     for (;;) {
         {
             std::lock_guard lock(m_);
-            if (stopping_ || !running_) return;
+            if (stopping_ || !running_ || (finishFrame_ && !sim.busy)) return;
         }
         const auto elapsed = std::chrono::duration<double, std::nano>(Clock::now() - realStart).count();
         const auto now = static_cast<int64_t>(elapsed * scale);
@@ -307,7 +313,7 @@ void Acquisition::run() {
             wake = std::min(wake, due);
         }
         std::unique_lock lock(m_);
-        wakeCv_.wait_until(lock, wake, [&] { return stopping_ || !running_; });
+        wakeCv_.wait_until(lock, wake, [&] { return stopping_ || !running_ || (finishFrame_ && !sim.busy); });
     }
 }
 
@@ -329,6 +335,10 @@ int64_t Acquisition::advance(Simulation& sim, const CameraSettings& camera, int6
             }
             complete(sim);
             continue;
+        }
+        {
+            std::lock_guard lock(m_);
+            if (finishFrame_) return kIdle;  // a stop waits for no further frame
         }
         sim.cameraFree = std::max(sim.cameraFree, now - kMaxLagNs);
         const int64_t duration = frameNs(camera);
@@ -372,7 +382,11 @@ void Acquisition::complete(Simulation& sim) {
     bool lost = false;
     {
         std::lock_guard lock(m_);
-        if (!running_ || stopping_) return;
+        // The frame ended after the stop came: it reaches no buffer, and it counts.
+        if (!running_ || stopping_) {
+            ++counters_.lost;
+            return;
+        }
         if (data_ != nullptr) {
             const bool full = last_ - asked_ >= bufferCount_;
             lost = full || imageBytes(settings) > bufferSize_;

@@ -34,7 +34,9 @@ class VBOARD_EXPORT Acquisition {
     // then count without images).
     int start(const void* owner, long pictures, const void* memory, long bufferCount, unsigned char* data,
               size_t bufferSize);
-    int stop();
+    // With finishFrame the frame the camera is reading out completes (delivered or lost) first;
+    // otherwise it is abandoned at once.
+    int stop(bool finishFrame = false);
     void stopOwnedBy(const void* owner);
     bool running() const;
     bool uses(const void* memory) const;
@@ -74,6 +76,7 @@ class VBOARD_EXPORT Acquisition {
     std::thread thread_;
     bool running_ = false;
     bool stopping_ = false;
+    bool finishFrame_ = false;  // a stop waits for the frame in progress, then ends the run
     const void* owner_ = nullptr;
     const void* memory_ = nullptr;  // of the running or the last acquisition
     unsigned char* data_ = nullptr;

@@ -136,7 +136,9 @@ void Board::powerOn() {
         for (RegisterSlot& r : registers_) r.value = 0;
         for (ParameterSlot& p : parameters_) std::fill(p.values.begin(), p.values.end(), 0);
         journal_.clear();
+        reads_.clear();
         failures_.clear();
+        writeHook_ = nullptr;
         for (const SdkParameter& p : sdkParameters()) sdk_[p.id] = p.powerOn;
     }
     acquisition_.reset();
@@ -372,17 +374,72 @@ int Board::readSdk(int id, uint64_t* value) {
     return 0;
 }
 
+void Board::recordRead(std::string_view name, int type, int error) {
+    const char* kind = "?";
+    switch (type) {
+        case FG_PARAM_TYPE_UINT32_T:
+            kind = "uint32";
+            break;
+        case FG_PARAM_TYPE_INT32_T:
+            kind = "int32";
+            break;
+        case FG_PARAM_TYPE_UINT64_T:
+            kind = "uint64";
+            break;
+        case FG_PARAM_TYPE_INT64_T:
+            kind = "int64";
+            break;
+        case FG_PARAM_TYPE_DOUBLE:
+            kind = "double";
+            break;
+        case FG_PARAM_TYPE_AUTO:
+            kind = "auto";
+            break;
+        case FG_PARAM_TYPE_STRUCT_FIELDPARAMACCESS:
+            kind = "block";
+            break;
+        case FG_PARAM_TYPE_STRUCT_FIELDPARAMINT:
+            kind = "entry";
+            break;
+    }
+    std::string text = std::string(name) + ":" + kind;
+    if (error != 0) text += " !" + std::to_string(error);
+    std::lock_guard lock(m_);
+    if (reads_.size() == kJournalCapacity) reads_.pop_front();
+    reads_.push_back(std::move(text));
+}
+
+void Board::afterWrite(const std::string& name) {
+    std::function<void(std::string_view)> hook;
+    {
+        std::lock_guard lock(m_);
+        hook = writeHook_;
+    }
+    if (hook) hook(name);
+}
+
 // ---------------------------------------------------------------------------------------------
 // Board: test control
+
+void Board::setWriteHook(std::function<void(std::string_view)> hook) {
+    std::lock_guard lock(m_);
+    writeHook_ = std::move(hook);
+}
 
 std::vector<JournalEntry> Board::journal() const {
     std::lock_guard lock(m_);
     return {journal_.begin(), journal_.end()};
 }
 
+std::vector<std::string> Board::reads() const {
+    std::lock_guard lock(m_);
+    return {reads_.begin(), reads_.end()};
+}
+
 void Board::clearJournal() {
     std::lock_guard lock(m_);
     journal_.clear();
+    reads_.clear();
 }
 
 void Board::addFailure(Operation op, std::string_view name, unsigned nth, int error) {

@@ -6,6 +6,7 @@
 #include <atomic>
 #include <cstdint>
 #include <deque>
+#include <functional>
 #include <mutex>
 #include <string>
 #include <string_view>
@@ -95,9 +96,14 @@ class VBOARD_EXPORT Board {
     int readFieldEntry(int position, uint32_t index, uint32_t* value);
     int writeSdk(int id, uint64_t value, int type);
     int readSdk(int id, uint64_t* value);
+    // Notes a read through the SDK: the target, the value type asked for and the outcome.
+    void recordRead(std::string_view name, int type, int error);
+    // Runs the test control's write hook, if any, after a write of a design parameter.
+    void afterWrite(const std::string& name);
 
     // ---- test control; unknown names throw std::invalid_argument ----
     std::vector<control::JournalEntry> journal() const;
+    std::vector<std::string> reads() const;
     void clearJournal();
     void addFailure(control::Operation op, std::string_view name, unsigned nth, int error);
     void clearFailures();
@@ -108,6 +114,7 @@ class VBOARD_EXPORT Board {
     void setFieldEntry(std::string_view name, uint32_t index, uint64_t value);
     uint64_t fieldEntry(std::string_view name, uint32_t index) const;
     std::vector<uint64_t> field(std::string_view name) const;
+    void setWriteHook(std::function<void(std::string_view)> hook);
     void setSdkValue(int id, uint64_t value);
     uint64_t sdkValue(int id) const;
 
@@ -154,7 +161,9 @@ class VBOARD_EXPORT Board {
     // The newest writes only, so that a long-running program does not grow without bound.
     static constexpr size_t kJournalCapacity = 1 << 16;
     std::deque<control::JournalEntry> journal_;
+    std::deque<std::string> reads_;
     std::vector<FailureRule> failures_;
+    std::function<void(std::string_view)> writeHook_;
     std::unordered_map<int, uint64_t> sdk_;
     int softwareTrigger_ = -1;  // position of the software trigger parameter
     std::atomic<uint64_t> softwarePulses_{0};

@@ -57,6 +57,10 @@ std::vector<std::string> writes(unsigned b) {
     return texts;
 }
 
+std::vector<std::string> reads(unsigned b) {
+    return board(b).reads();
+}
+
 std::vector<std::string> writesMatching(std::string_view part, unsigned b) {
     std::vector<std::string> texts;
     for (const JournalEntry& e : board(b).journal()) {
@@ -72,6 +76,10 @@ void failWrite(std::string_view name, unsigned nth, int error, unsigned b) {
 
 void failRead(std::string_view name, unsigned nth, int error, unsigned b) {
     board(b).addFailure(Operation::Read, name, nth, error);
+}
+
+void setWriteHook(std::function<void(std::string_view)> hook, unsigned b) {
+    board(b).setWriteHook(std::move(hook));
 }
 
 void clearFailures(unsigned b) {

@@ -15,17 +15,24 @@
 //   param NAME double BITS FRAC ACCESS   a double stored as a BITS-bit code with FRAC fraction bits
 //   param NAME field ENTRIES BITS ACCESS a field of ENTRIES (1..1048576) entries of BITS (1..32) bits
 //   event NAME                         event; the i-th event (from 0) has the mask 1 << i, at most 64
+//   bitstream LENGTH CHECKSUM          configuration data: LENGTH raw bytes follow this line's LF,
+//                                      then a LF; CHECKSUM is their 64-bit XXH3 hash, 16 hex digits
 //   end
 //
 // WIDTH and BITS are 1..64 unless said otherwise, FRAC is 0..BITS, ACCESS is rw, ro or wo. Names
 // are letters, digits and '_', not starting with a digit, at most 255 characters; registers and
 // parameters share one name space, events have their own. name, version, typecode and uid must each
-// appear exactly once. Numbers are decimal without sign. Only comments and blank lines may follow
+// appear exactly once, and so does `bitstream`: a design whose configuration data is truncated or
+// altered is refused. Numbers are decimal without sign. Only comments and blank lines may follow
 // `end`.
 #include "design_reader.h"
 
+#include <xxhash.h>
+
 #include <charconv>
+#include <cstdio>
 #include <cstring>
+#include <optional>
 #include <vector>
 
 namespace vboard {
@@ -36,6 +43,7 @@ constexpr size_t kMaxLine = 1024;
 constexpr size_t kMaxName = 255;
 constexpr uint64_t kMaxFieldEntries = 1048576;
 constexpr size_t kMaxItems = 65536;  // registers, parameters
+constexpr uint64_t kMaxBitstream = uint64_t{1} << 30;
 
 struct Failure {
     std::string text;
@@ -56,6 +64,10 @@ class Reader {
             ++lineNo_;
             line(data_.substr(pos, end - pos));
             pos = terminated ? end + 1 : end;
+            if (pendingData_) {
+                pos = bitstream(pos, *pendingData_);
+                pendingData_.reset();
+            }
         }
         if (lineNo_ == 0) fail("empty design");
         if (!sawMagic_) fail("not a design file (no 'QORV-DESIGN 1' line)");
@@ -64,6 +76,27 @@ class Reader {
     }
 
   private:
+    // The configuration data announced by the line before `pos`: whole, unaltered, and followed
+    // by a LF. Returns where the next line starts.
+    size_t bitstream(size_t pos, uint64_t length) {
+        const size_t present = data_.size() - pos;
+        if (present < length)
+            fail("configuration data truncated (" + std::to_string(length) + " bytes announced, " +
+                 std::to_string(present) + " present)");
+        const uint64_t checksum = XXH3_64bits(data_.data() + pos, length);
+        if (checksum != bitstreamChecksum_) {
+            char text[96];
+            std::snprintf(text, sizeof text,
+                          "configuration data altered (checksum %016llx, announced %016llx)",
+                          static_cast<unsigned long long>(checksum),
+                          static_cast<unsigned long long>(bitstreamChecksum_));
+            fail(text);
+        }
+        if (present == length || data_[pos + length] != '\n')
+            fail("no line end after the configuration data");
+        return pos + length + 1;
+    }
+
     [[noreturn]] void fail(const std::string& what) const {
         throw Failure{"line " + std::to_string(lineNo_ == 0 ? 1 : lineNo_) + ": " + what};
     }
@@ -126,11 +159,22 @@ class Reader {
             if (d_->findEvent(n) >= 0) fail("duplicate event '" + n + "'");
             if (d_->events().size() >= Design::kMaxEvents) fail("more than 64 events");
             d_->addEvent(n);
+        } else if (key == "bitstream") {
+            argCount(2, "bitstream LENGTH CHECKSUM");
+            if (sawBitstream_) fail("second 'bitstream'");
+            sawBitstream_ = true;
+            const uint64_t length = number(words_[1], 0, kMaxBitstream, "configuration data length");
+            const std::string_view hex = words_[2];
+            auto [ptr, ec] = std::from_chars(hex.data(), hex.data() + hex.size(), bitstreamChecksum_, 16);
+            if (hex.size() != 16 || ec != std::errc() || ptr != hex.data() + hex.size())
+                fail("checksum must be 16 hex digits, not '" + std::string(hex.substr(0, 32)) + "'");
+            pendingData_ = length;
         } else if (key == "end") {
             argCount(0, "end");
             static const char* const headers[] = {"name", "version", "uid", "typecode"};
             for (int i = 0; i < 4; ++i)
                 if (!seen_[i]) fail(std::string("missing '") + headers[i] + "'");
+            if (!sawBitstream_) fail("missing 'bitstream' (the design carries no configuration data)");
             sawEnd_ = true;
         } else if (key == "QORV-DESIGN") {
             fail("second 'QORV-DESIGN' line");
@@ -212,6 +256,9 @@ class Reader {
     bool sawMagic_ = false;
     bool sawEnd_ = false;
     bool seen_[4] = {};
+    bool sawBitstream_ = false;
+    std::optional<uint64_t> pendingData_;  // announced by the line just read
+    uint64_t bitstreamChecksum_ = 0;
     std::vector<std::string_view> words_;
 };
 

@@ -3,6 +3,7 @@
 #include <dlfcn.h>
 #include <unistd.h>
 
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <new>
@@ -14,6 +15,14 @@
 
 using namespace vboard;
 using namespace vboard::sdk;
+
+namespace vboard::sdk {
+
+void reportAppletException(const char* function, const char* what) {
+    std::fprintf(stderr, "fglib5: %s: the applet raised: %s\n", function, what);
+}
+
+}  // namespace vboard::sdk
 
 namespace {
 
@@ -110,9 +119,18 @@ bool designPosition(Board* b, int id, ParameterLayout* layout, int* position) {
     return b->parameterLayout(*position, layout);
 }
 
+int writePlain(Board* b, int id, const void* value, int type);
+
 int setPlain(HandleState* s, int id, const void* value, unsigned int dmaIndex, int type) {
     if (value == nullptr || dmaIndex != 0) return FG_INVALID_PARAMETER;
-    Board* b = s->board;
+    const int error = writePlain(s->board, id, value, type);
+    if (ParameterLayout layout; id >= VBOARD_DESIGN_PARAMETER_ID_BASE &&
+                                s->board->parameterLayout(id - VBOARD_DESIGN_PARAMETER_ID_BASE, &layout))
+        s->board->afterWrite(layout.name);
+    return error;
+}
+
+int writePlain(Board* b, int id, const void* value, int type) {
     if (findSdkParameter(id) != nullptr) {
         if (type == FG_PARAM_TYPE_AUTO) type = FG_PARAM_TYPE_UINT32_T;
         if (!isInteger(type)) return FG_INVALID_PARAMETER;
@@ -148,9 +166,22 @@ int setPlain(HandleState* s, int id, const void* value, unsigned int dmaIndex, i
     return FG_INVALID_PARAMETER;
 }
 
+int readPlain(Board* b, int id, void* value, int type);
+
 int getPlain(HandleState* s, int id, void* value, unsigned int dmaIndex, int type) {
     if (value == nullptr || dmaIndex != 0) return FG_INVALID_PARAMETER;
     Board* b = s->board;
+    const int error = readPlain(b, id, value, type);
+    if (const SdkParameter* p = findSdkParameter(id)) {
+        b->recordRead(p->name, type, error);
+    } else if (ParameterLayout layout; id >= VBOARD_DESIGN_PARAMETER_ID_BASE &&
+                                       b->parameterLayout(id - VBOARD_DESIGN_PARAMETER_ID_BASE, &layout)) {
+        b->recordRead(layout.name, type, error);
+    }
+    return error;
+}
+
+int readPlain(Board* b, int id, void* value, int type) {
     uint64_t v = 0;
     if (findSdkParameter(id) != nullptr) {
         if (type == FG_PARAM_TYPE_AUTO) type = FG_PARAM_TYPE_UINT32_T;
@@ -308,7 +339,12 @@ int Fg_getLastErrorNumber(Fg_Struct* fg) {
     if (fg == nullptr) return lastInitError;
     HandleState* s = stateOf(fg);
     if (s == nullptr) return FG_INVALID_HANDLE;
-    ROUTE_TO_APPLET(s, Fg_getLastErrorNumber, FG_NOT_AVAILABLE, fg)
+    if (isApplet(s)) {
+        // Asking must not forget that the last call raised.
+        if (s->appletRaised) return FG_APPLET_EXCEPTION;
+        auto function = appletFunction<decltype(&::Fg_getLastErrorNumber)>(s, Fn::Fg_getLastErrorNumber);
+        return function != nullptr ? function(fg) : FG_NOT_AVAILABLE;
+    }
     return s->lastError;
 }
 

@@ -4,6 +4,7 @@
 #include <cstring>
 #include <string>
 
+#include "FileOpen.h"
 #include "design_reader.h"
 
 namespace {
@@ -20,9 +21,11 @@ fpga_design* load(std::string_view data) {
 
 // Reads a whole file; false with lastError set.
 bool readFile(const char* fileName, std::string* out) {
-    FILE* f = std::fopen(fileName, "rb");
+    qorv::FileKind kind = qorv::FileKind::None;
+    FILE* f = qorv::openRegularFile(fileName, "r", &kind);
     if (f == nullptr) {
-        lastError = std::string("cannot open '") + fileName + "': " + std::strerror(errno);
+        lastError = std::string("cannot open '") + fileName +
+                    "': " + (kind == qorv::FileKind::None ? std::strerror(errno) : "not a regular file");
         return false;
     }
     bool ok = true;

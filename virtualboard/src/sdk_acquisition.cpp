@@ -157,7 +157,8 @@ int Fg_stopAcquireEx(Fg_Struct* fg, unsigned int dmaIndex, dma_mem* memory, int 
     if (s == nullptr) return FG_INVALID_HANDLE;
     ROUTE_TO_APPLET(s, Fg_stopAcquireEx, FG_NOT_AVAILABLE, fg, dmaIndex, memory, flag)
     if (int error = check(s, dmaIndex, memory, true)) return fail(s, error);
-    return fail(s, s->board->acquisition().stop());
+    if (flag != STOP_SYNC && flag != STOP_ASYNC) return fail(s, FG_INVALID_PARAMETER);
+    return fail(s, s->board->acquisition().stop(flag == STOP_SYNC));
 }
 
 int Fg_stopAcquire(Fg_Struct* fg, unsigned int dmaIndex) {

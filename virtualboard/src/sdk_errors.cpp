@@ -21,6 +21,8 @@ extern "C" const char* Fg_getErrorDescription(int errorNumber) {
             return "no board of that index";
         case FG_APPLET_NOT_LOADED:
             return "the applet library or its entry point could not be loaded";
+        case FG_APPLET_EXCEPTION:
+            return "the applet raised an exception (its message went to standard error)";
         case FG_SDK_NOT_LOADED:
             return "the SDK library or its init function could not be loaded";
         case FG_INVALID_PARAMETER:

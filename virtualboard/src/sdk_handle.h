@@ -2,6 +2,7 @@
 #pragma once
 
 #include <atomic>
+#include <exception>
 #include <memory>
 #include <mutex>
 #include <type_traits>
@@ -73,6 +74,7 @@ struct HandleState {
     uint32_t magic = kMagic;
     Board* board = nullptr;
     std::atomic<int> lastError{0};
+    std::atomic<bool> appletRaised{false};  // the last call routed to the applet threw
     std::unique_ptr<AppletLibrary> applet;  // set on handles made by Fg_Init
     std::mutex infoMutex;
     std::unique_ptr<Fg_ParameterInfo> info;  // the SDK's own parameter description, built on demand
@@ -105,19 +107,48 @@ F appletFunction(const HandleState* s, Fn fn) {
     return reinterpret_cast<F>(s->applet->fn[static_cast<int>(fn)]);
 }
 
+// Writes "fglib5: <function>: the applet raised: <what>" to standard error.
+void reportAppletException(const char* function, const char* what);
+
+// Calls an applet's export. An exception must not unwind into the program: its message goes to
+// standard error, and the program gets FG_APPLET_EXCEPTION (null or 0 where a pointer or a mask
+// is answered) and reads it as the handle's last error until the next routed call.
+template <typename R, typename Call>
+R callApplet(HandleState* s, const char* name, Call&& call) {
+    s->appletRaised = false;
+    try {
+        return call();
+    } catch (const std::exception& e) {
+        reportAppletException(name, e.what());
+    } catch (...) {
+        reportAppletException(name, "an exception of unknown type");
+    }
+    s->appletRaised = true;
+    if constexpr (std::is_pointer_v<R> || std::is_unsigned_v<R>) {
+        return R{};
+    } else {
+        return static_cast<R>(FG_APPLET_EXCEPTION);
+    }
+}
+
 // On an applet handle, hands the call to the applet's export of the same name (or answers
 // `missing` when the applet has none).
-#define ROUTE_TO_APPLET(s, name, missing, ...)                          \
-    if (isApplet(s)) {                                                  \
-        auto function = appletFunction<decltype(&::name)>(s, Fn::name); \
-        return function != nullptr ? function(__VA_ARGS__) : (missing); \
+#define ROUTE_TO_APPLET(s, name, missing, ...)                                      \
+    if (isApplet(s)) {                                                              \
+        auto function = appletFunction<decltype(&::name)>(s, Fn::name);             \
+        if (function == nullptr) return (missing);                                  \
+        using Result = decltype(function(__VA_ARGS__));                             \
+        return callApplet<Result>(s, #name, [&] { return function(__VA_ARGS__); }); \
     }
 
 // The SDK's memory functions: an applet that exports one gets the call; otherwise the SDK
 // answers it itself, also on an applet handle.
-#define ROUTE_IF_PROVIDED(s, name, ...)                                                                   \
-    if (isApplet(s)) {                                                                                    \
-        if (auto function = appletFunction<decltype(&::name)>(s, Fn::name)) return function(__VA_ARGS__); \
+#define ROUTE_IF_PROVIDED(s, name, ...)                                                 \
+    if (isApplet(s)) {                                                                  \
+        if (auto function = appletFunction<decltype(&::name)>(s, Fn::name)) {           \
+            using Result = decltype(function(__VA_ARGS__));                             \
+            return callApplet<Result>(s, #name, [&] { return function(__VA_ARGS__); }); \
+        }                                                                               \
     }
 
 // Records the handle's last error and returns it.

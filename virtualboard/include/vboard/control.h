@@ -9,6 +9,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -53,6 +54,12 @@ VBOARD_CONTROL_API std::vector<std::string> writes(unsigned board = 0);
 // Only the entries whose text contains `part`.
 VBOARD_CONTROL_API std::vector<std::string> writesMatching(std::string_view part, unsigned board = 0);
 
+// The newest 65536 reads of design and SDK parameters through the SDK, oldest first, as
+// "Name:type" with the value type the caller asked for (uint32, int32, uint64, int64, double,
+// auto for the untyped get, block, entry), and " !<error>" when the read failed. clearJournal
+// clears them too.
+VBOARD_CONTROL_API std::vector<std::string> reads(unsigned board = 0);
+
 // Makes the nth (1 = the next) write or read of `name` after this call fail with `error`
 // (nothing is changed or read then); an empty name counts every access of that operation on the
 // board. Each rule fires once; several may be pending. `name` may also be an SDK parameter name.
@@ -60,6 +67,11 @@ VBOARD_CONTROL_API std::vector<std::string> writesMatching(std::string_view part
 VBOARD_CONTROL_API void failWrite(std::string_view name, unsigned nth, int error, unsigned board = 0);
 VBOARD_CONTROL_API void failRead(std::string_view name, unsigned nth, int error, unsigned board = 0);
 VBOARD_CONTROL_API void clearFailures(unsigned board = 0);
+
+// Calls `hook` with the parameter's name after every write of a design parameter through the
+// SDK (failed ones too), on the writing thread and outside the board's lock, so that a test can
+// act in the middle of an applet's call; null removes it, as reset() does.
+VBOARD_CONTROL_API void setWriteHook(std::function<void(std::string_view name)> hook, unsigned board = 0);
 
 // Stored values, set and read past access rules and the journal. A value wider than the target
 // throws std::out_of_range. setValue/value work on uint parameters, raw registers and (as the
