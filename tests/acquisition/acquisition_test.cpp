@@ -209,6 +209,15 @@ TEST_F(Acquisition, StopsAccountForEveryFrameAndHonourTheirFlag) {
         EXPECT_EQ(status(VBOARD_STATUS_FRAMES_DELIVERED), flag == STOP_SYNC ? 1 : 0) << flag;
     }
     EXPECT_EQ(Fg_stopAcquireEx(fg, 0, memory, 7), FG_INVALID_PARAMETER);
+
+    // The widest registers at the fastest pace make a frame that ends late, not a time overflow.
+    for (const char* r : {"AAGenHeight", "AAGenLineWidth", "AAGenWidth"}) vboard::control::setValue(r, ~0u);
+    vboard::control::setTimeScale(1e9);
+    ASSERT_EQ(Fg_AcquireEx(fg, 0, GRAB_INFINITE, ACQ_STANDARD, memory), 0);
+    ASSERT_TRUE(eventually([&] { return status(VBOARD_STATUS_START_OF_FRAME_EVENTS) == 1; }));
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    EXPECT_EQ(Fg_stopAcquireEx(fg, 0, memory, STOP_ASYNC), 0);
+    EXPECT_EQ(status(VBOARD_STATUS_END_OF_FRAME_EVENTS), 0);
 }
 
 TEST_F(Acquisition, UnknownStatusAndBadArguments) {

@@ -24,6 +24,8 @@ constexpr size_t kQueueCapacity = 4096;
 // A frame source further behind than this (simulated time) skips the frames it could not make in
 // time rather than chase them, so that a stop is never kept waiting for a backlog.
 constexpr int64_t kMaxLagNs = 100'000'000;
+// Simulated times stay far inside int64_t whatever the registers and the time scale say.
+constexpr double kLongestNs = 1e18;
 
 const char* const kFillLevels[] = {"Device1_Process0_Buffer_0_DRAM_A_0_FillLevel",
                                    "Device1_Process0_Buffer_0_DRAM_A_1_FillLevel"};
@@ -38,7 +40,7 @@ int64_t frameNs(const CameraSettings& c) {
     if (!c.on || c.mask == 0 || c.active == 0 || c.width == 0 || c.height == 0) return 0;
     const double clockNs = double(kTickNs) * (c.active + c.passive) / c.active;
     const double ns = double(c.height) * std::max(c.lineWidth, c.width) * clockNs;
-    return std::max<int64_t>(static_cast<int64_t>(ns), 1);
+    return static_cast<int64_t>(std::clamp(ns, 1.0, kLongestNs));
 }
 
 }  // namespace
@@ -291,7 +293,7 @@ void Acquisition::run() {
             if (stopping_ || !running_ || (finishFrame_ && !sim.busy)) return;
         }
         const auto elapsed = std::chrono::duration<double, std::nano>(Clock::now() - realStart).count();
-        const auto now = static_cast<int64_t>(elapsed * scale);
+        const auto now = static_cast<int64_t>(std::min(elapsed * scale, kLongestNs));
         const CameraSettings camera = board_.cameraSettings();
 
         const uint64_t pulses = board_.softwarePulses();
