@@ -152,19 +152,6 @@ TEST_F(AppletOnBoard, ParameterInfoIsTheAppletsOwnRegistry) {
     EXPECT_EQ(A().Fg_getParameterInfo(&fg, -1), nullptr);
 }
 
-TEST(AppletThroughSdk, ProgramCallsReachTheAppletUntilTheBoardIsFreed) {
-    Fg_Struct* fg = Fg_Init(PELLUCID_APPLET_PATH, 0);
-    ASSERT_NE(fg, nullptr) << Fg_getLastErrorNumber(nullptr);
-    ASSERT_NE(fg->Master, nullptr);
-    EXPECT_EQ(Fg_getEventMask(fg, "FG_END_OF_FRAME_CAM_PORT_0"), 1UL << 2);
-    EXPECT_STREQ(Fg_getEventName(fg, 1UL << 23), "FG_TRIGGER_QUEUE_FILLLEVEL_THRESHOLD_CAM0_OFF");
-    EXPECT_EQ(Fg_setParameterWithType(fg, FG_WIDTH, nullptr, 0, FG_PARAM_TYPE_UINT32_T),
-              FG_INVALID_PARAMETER);
-    EXPECT_EQ(Fg_getLastErrorNumber(fg), FG_INVALID_PARAMETER);
-    EXPECT_EQ(Fg_FreeShading(fg, nullptr), FG_SHADING_NOT_SUPPORTED);
-    EXPECT_EQ(Fg_FreeGrabber(fg), 0);
-}
-
 std::vector<unsigned char> readFile(const char* path) {
     std::ifstream in(path, std::ios::binary);
     return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};

@@ -29,6 +29,13 @@ class AppletOnBoard : public ::testing::Test {
         vboard::control::reset();
     }
 
+    // A fresh applet object on the same board, as after closing and opening it again.
+    void reopen() {
+        A().Fg_FreeGrabber(&fg);
+        int error = 1;
+        fg.Master = A().Std_entry(QorvBoardOpen(0), &error, 0);
+        ASSERT_EQ(error, 0);
+    }
     uint32_t getUInt(int id) {
         uint32_t v = 0;
         EXPECT_EQ(A().Fg_getParameterWithType(&fg, id, &v, 0, FG_PARAM_TYPE_UINT32_T), 0) << id;

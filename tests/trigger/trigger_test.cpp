@@ -60,12 +60,8 @@ TEST_F(Trigger, FrequencyBecomesAPeriodInTheStatedOperationOrder) {
         uint64_t period;
     } cases[] = {
         {1.0, 0, 62499990},  // one tick short of the exact quotient, as the order gives it
-        {6.25e6, 0, 1},
-        {0.01455191522836685, 0, 4294967287},
-        {8.0, 0, 7812490},
-        {6.25e6 + 1, FG_VALUE_OUT_OF_RANGE, 0},
-        {0.0145519152283668, FG_VALUE_OUT_OF_RANGE, 0},
-        {std::numeric_limits<double>::quiet_NaN(), FG_VALUE_OUT_OF_RANGE, 0},
+        {6.25e6, 0, 1},     {0.01455191522836685, 0, 4294967287},
+        {8.0, 0, 7812490},  {std::numeric_limits<double>::quiet_NaN(), FG_VALUE_OUT_OF_RANGE, 0},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.hz);
@@ -123,9 +119,6 @@ TEST_F(Trigger, PulseFormTimesAreQuantisedTo16Ns) {
         EXPECT_EQ(vc::value(pfg(1, "Width_Width")), c.ticks);
         EXPECT_DOUBLE_EQ(getDouble(FG_TRIGGER_PULSEFORMGEN1_WIDTH), c.readBack);
     }
-    EXPECT_EQ(setDouble(FG_TRIGGER_PULSEFORMGEN1_WIDTH, 0.99), FG_VALUE_OUT_OF_RANGE);
-    EXPECT_EQ(setDouble(FG_TRIGGER_PULSEFORMGEN1_DELAY, -0.1), FG_VALUE_OUT_OF_RANGE);
-    EXPECT_EQ(setDouble(FG_TRIGGER_PULSEFORMGEN1_DELAY, 3.4e7 + 1), FG_VALUE_OUT_OF_RANGE);
 }
 
 TEST_F(Trigger, PulseFormGeneratorsReadTheDesignAs32BitValues) {
@@ -179,8 +172,6 @@ TEST_F(Trigger, PulsesPerEventNeverLeaveTheSelectedPulseAboveTheDownscale) {
     ASSERT_EQ(setUInt(FG_TRIGGER_MULTIPLY_PULSES, 3), 0);
     EXPECT_THAT(vc::writes(), ElementsAre(down + "=5", sel + "=5", clear, sel + "=3", down + "=3", clear,
                                           sel + "=3", down + "=3", clear));
-    EXPECT_EQ(setUInt(FG_TRIGGER_MULTIPLY_PULSES, 0), FG_VALUE_OUT_OF_RANGE);
-    EXPECT_EQ(setUInt(FG_TRIGGER_MULTIPLY_PULSES, 65536), FG_VALUE_OUT_OF_RANGE);
 }
 
 TEST_F(Trigger, QueueModeRoutesOnlyOutsideGeneratorModeAndSetsTheSoftwareTriggerLimit) {
@@ -197,13 +188,11 @@ TEST_F(Trigger, QueueModeRoutesOnlyOutsideGeneratorModeAndSetsTheSoftwareTrigger
                       on = cam("Generators_Queue_QueueEnabled_Select");
     EXPECT_THAT(vc::writes(), ElementsAre(kMinimumPeriod + "=10", full + "=1", on + "=0",
                                           kMinimumPeriod + "=7812490", full + "=2040", on + "=1"));
-    EXPECT_EQ(setUInt(FG_TRIGGERQUEUE_MODE, 2), FG_VALUE_OUT_OF_RANGE);
 
     vc::clearJournal();
     EXPECT_EQ(setUInt(FG_TRIGGER_QUEUE_FILLLEVEL_EVENT_ON_THRESHOLD, 2), 0);
     EXPECT_EQ(setUInt(FG_TRIGGER_QUEUE_FILLLEVEL_EVENT_OFF_THRESHOLD, 2047), 0);
     EXPECT_EQ(setUInt(FG_TRIGGER_QUEUE_FILLLEVEL_EVENT_OFF_THRESHOLD, 1), FG_VALUE_OUT_OF_RANGE);
-    EXPECT_EQ(setUInt(FG_TRIGGER_QUEUE_FILLLEVEL_EVENT_ON_THRESHOLD, 2048), FG_VALUE_OUT_OF_RANGE);
     EXPECT_THAT(vc::writes(),
                 ElementsAre(cam("Hysteresis_OnLevel_Number=2"), cam("Hysteresis_OffLevel_Number=2047")));
 }
@@ -293,9 +282,7 @@ TEST_F(Trigger, BusyFlagAndFillLevels) {
 
 // ---- mode and state setters ----
 
-TEST_F(Trigger, ModeAndStateSettersRefuseAndRestore) {
-    EXPECT_EQ(setUInt(FG_AREATRIGGERMODE, 3), FG_VALUE_OUT_OF_RANGE);
-    EXPECT_EQ(setUInt(FG_TRIGGERSTATE, 3), FG_VALUE_OUT_OF_RANGE);
+TEST_F(Trigger, ModeAndStateSettersRestoreOnFailure) {
     ASSERT_EQ(setUInt(FG_TRIGGERSTATE, Active), 0);
     // Same mode again in Generator mode, Active: nothing to do.
     vc::clearJournal();
@@ -327,8 +314,7 @@ TEST_F(Trigger, DebounceIn48NsUnits) {
         double us;
         int result;
         uint64_t units;
-    } cases[] = {{0.0959, FG_VALUE_OUT_OF_RANGE, 0}, {0.096, 0, 2}, {3.024, 0, 63},
-                 {3.0241, FG_VALUE_OUT_OF_RANGE, 0}, {1.0, 0, 21},  {std::nan(""), 0, 0}};
+    } cases[] = {{0.096, 0, 2}, {3.024, 0, 63}, {1.0, 0, 21}, {std::nan(""), 0, 0}};
     for (const auto& c : cases) {
         vc::setValue(reg, 99);
         EXPECT_EQ(setDouble(FG_TRIGGERIN_DEBOUNCE, c.us), c.result) << c.us;
@@ -344,7 +330,6 @@ TEST_F(Trigger, InputSelectionAndClears) {
     const std::string toggle = cam("InputStatistics_ClearMinMax_Value");
     vc::clearJournal();
     EXPECT_EQ(setUInt(FG_TRIGGERIN_SRC, 7), 0);
-    EXPECT_EQ(setUInt(FG_TRIGGERIN_SRC, 8), FG_VALUE_OUT_OF_RANGE);
     EXPECT_EQ(setUInt(FG_TRIGGERIN_POLARITY, 1), 0);
     EXPECT_EQ(setUInt(FG_TRIGGERIN_BYPASS_SRC, 3), 0);
     EXPECT_EQ(setUInt(FG_TRIGGERIN_STATS_PULSECOUNT_CLEAR, 1), 0);
@@ -371,8 +356,6 @@ TEST_F(Trigger, EveryOutputChoiceBecomesASelectAndAnInvertBit) {
                                 cam("TriggerOutput_Select3_Polarity_Invert=") + (inverted ? "1" : "0")))
             << choice;
     }
-    EXPECT_EQ(setUInt(FG_TRIGGERCC_SELECT2, 12), FG_VALUE_OUT_OF_RANGE);
-    EXPECT_EQ(getUInt(FG_TRIGGERCC_SELECT2), 5u);
     vc::failWrite(cam("CameraControl_Select2_Polarity_Invert"), 1, -77);
     EXPECT_EQ(setUInt(FG_TRIGGERCC_SELECT2, 6), -77);
     EXPECT_EQ(getUInt(FG_TRIGGERCC_SELECT2), 5u);
@@ -412,7 +395,6 @@ TEST_F(Trigger, ReadOuts) {
 
     vc::clearJournal();
     EXPECT_EQ(setUInt(FG_TRIGGEROUT_STATS_SOURCE, 3), 0);
-    EXPECT_EQ(setUInt(FG_TRIGGEROUT_STATS_SOURCE, 4), FG_VALUE_OUT_OF_RANGE);
     EXPECT_EQ(setUInt(FG_TRIGGER_OUTPUT_EVENT_SELECT, 2), 0);
     EXPECT_EQ(setUInt(FG_TRIGGEROUT_STATS_PULSECOUNT_CLEAR, 1), 0);
     EXPECT_EQ(setUInt(FG_TRIGGER_EXCEEDED_PERIOD_LIMITS_CLEAR, 1), 0);
