@@ -39,13 +39,6 @@ std::vector<Leaf> leaves(const RegisterInfo* head) {
     return out;
 }
 
-const Leaf* find(const std::vector<Leaf>& all, int id) {
-    for (const Leaf& l : all) {
-        if (l.record->id == id) return &l;
-    }
-    return nullptr;
-}
-
 class ParameterModel : public AppletOnBoard {
   protected:
     std::vector<Leaf> all() { return leaves(A().Fg_getParameterInfo(&fg, 0)); }
@@ -90,7 +83,9 @@ TEST_F(ParameterModel, EveryWritableNumberAcceptsExactlyItsPublishedRange) {
         for (const Probe& p : c.probes) {
             reopen();  // each probe on the state the description was read in
             // The phase's published range is static; the period it must stay below is not.
-            if (c.id == FG_IMG_SELECT) ASSERT_EQ(setUInt(FG_IMG_SELECT_PERIOD, 256), 0);
+            if (c.id == FG_IMG_SELECT) {
+                ASSERT_EQ(setUInt(FG_IMG_SELECT_PERIOD, 256), 0);
+            }
             const int rc =
                 c.isDouble ? setDouble(c.id, p.value) : setUInt(c.id, static_cast<uint32_t>(p.value));
             const bool stateRefusal = rc == FG_SOFTWARE_TRIGGER_WRONG_MODE || rc == FG_INVALID_PARAMETER;

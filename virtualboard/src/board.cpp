@@ -375,33 +375,17 @@ int Board::readSdk(int id, uint64_t* value) {
 }
 
 void Board::recordRead(std::string_view name, int type, int error) {
+    static const std::pair<int, const char*> kTypes[] = {{FG_PARAM_TYPE_UINT32_T, "uint32"},
+                                                         {FG_PARAM_TYPE_INT32_T, "int32"},
+                                                         {FG_PARAM_TYPE_UINT64_T, "uint64"},
+                                                         {FG_PARAM_TYPE_INT64_T, "int64"},
+                                                         {FG_PARAM_TYPE_DOUBLE, "double"},
+                                                         {FG_PARAM_TYPE_AUTO, "auto"},
+                                                         {FG_PARAM_TYPE_STRUCT_FIELDPARAMACCESS, "block"},
+                                                         {FG_PARAM_TYPE_STRUCT_FIELDPARAMINT, "entry"}};
     const char* kind = "?";
-    switch (type) {
-        case FG_PARAM_TYPE_UINT32_T:
-            kind = "uint32";
-            break;
-        case FG_PARAM_TYPE_INT32_T:
-            kind = "int32";
-            break;
-        case FG_PARAM_TYPE_UINT64_T:
-            kind = "uint64";
-            break;
-        case FG_PARAM_TYPE_INT64_T:
-            kind = "int64";
-            break;
-        case FG_PARAM_TYPE_DOUBLE:
-            kind = "double";
-            break;
-        case FG_PARAM_TYPE_AUTO:
-            kind = "auto";
-            break;
-        case FG_PARAM_TYPE_STRUCT_FIELDPARAMACCESS:
-            kind = "block";
-            break;
-        case FG_PARAM_TYPE_STRUCT_FIELDPARAMINT:
-            kind = "entry";
-            break;
-    }
+    for (auto [code, text] : kTypes)
+        if (code == type) kind = text;
     std::string text = std::string(name) + ":" + kind;
     if (error != 0) text += " !" + std::to_string(error);
     std::lock_guard lock(m_);
