@@ -1,3 +1,4 @@
+#include <stdexcept>
 #include <thread>
 #include <vector>
 
@@ -12,20 +13,14 @@ using namespace qorv::templates;
 
 namespace {
 
-template <typename F>
-bool fromOtherThread(F&& f) {
-    bool result = false;
-    std::thread([&] { result = f(); }).join();
-    return result;
-}
-
+// Whether another thread gets `lock` (and gives it back).
 template <typename Lock>
-bool tryFromOtherThread(Lock& lock) {
-    return fromOtherThread([&] {
-        const bool got = lock.try_acquire(500);
-        if (got) lock.release();
-        return got;
-    });
+bool freeForOthers(Lock& lock) {
+    bool got = false;
+    std::thread([&] {
+        if ((got = lock.try_acquire(500))) lock.release();
+    }).join();
+    return got;
 }
 
 }  // namespace
@@ -33,30 +28,41 @@ bool tryFromOtherThread(Lock& lock) {
 TEST(LockThreads, TryAcquireSeesOtherThreadsHold) {
     platform::CriticalSection cs;
     platform::RecursiveMutex rm;
-    cs.acquire();
-    rm.acquire();
-    rm.acquire();
-    EXPECT_FALSE(tryFromOtherThread(cs));
-    EXPECT_FALSE(tryFromOtherThread(rm));
-    cs.release();
+    cs.acquire(), rm.acquire(), rm.acquire();
+    EXPECT_FALSE(freeForOthers(cs));
+    EXPECT_FALSE(freeForOthers(rm));
+    cs.release(), rm.release();
+    EXPECT_TRUE(freeForOthers(cs));
+    EXPECT_FALSE(freeForOthers(rm)) << "still held once";
     rm.release();
-    EXPECT_TRUE(tryFromOtherThread(cs));
-    EXPECT_FALSE(tryFromOtherThread(rm));  // still held once
-    rm.release();
-    EXPECT_TRUE(tryFromOtherThread(rm));
+    EXPECT_TRUE(freeForOthers(rm));
 }
 
-TEST(LockThreads, GenericLockIsVisibleAndBalancedAfterMisuse) {
+// Misuse of the generic lock is reported and leaves it usable from other threads.
+TEST(LockThreads, GenericLockMisuseIsReportedAndLeavesItBalanced) {
     patterns::GenericLock lock;
+    bool seen = false;
+    EXPECT_THROW(lock.leave(), std::logic_error);
+    EXPECT_THROW(patterns::GenericLock().enter(), std::logic_error) << "destroyed while held";
     lock.enter();
     EXPECT_THROW(lock.enter(), std::logic_error);
-    EXPECT_TRUE(fromOtherThread([&] { return lock.isLocked(); }));
+    std::thread([&] { seen = lock.isLocked(); }).join();
+    EXPECT_TRUE(seen);
     lock.leave();
     // Would block for ever if the refused re-entry had kept the mutex counted.
-    EXPECT_TRUE(fromOtherThread([&] {
+    std::thread([&] {
         patterns::GenericLockGuard guard(lock);
-        return lock.isLocked();
-    }));
+        seen = lock.isLocked();
+    }).join();
+    EXPECT_TRUE(seen);
+    // An unbalanced leave() inside a guarded scope surfaces from the guard's destructor.
+    EXPECT_THROW(
+        {
+            patterns::GenericLockGuard guard(lock);
+            lock.leave();
+        },
+        std::logic_error);
+    EXPECT_FALSE(lock.isLocked());
 }
 
 TEST(LockThreads, CountersStayExact) {
@@ -64,27 +70,19 @@ TEST(LockThreads, CountersStayExact) {
     platform::CriticalSection cs;
     platform::RecursiveMutex rm;
     patterns::GenericLock gl;
-    long csCount = 0, rmCount = 0, glCount = 0;
+    long counts[3] = {};
     std::vector<std::thread> threads;
     for (int t = 0; t < kThreads; ++t) {
         threads.emplace_back([&] {
+            // Each guard is a temporary that holds its lock to the end of the statement.
             for (int i = 0; i < kRounds; ++i) {
-                {
-                    platform::CriticalSectionGuard g(cs);
-                    ++csCount;
-                }
-                {
-                    platform::RecursiveMutexGuard outer(rm);
-                    patterns::Guard<platform::RecursiveMutex> inner(rm);
-                    ++rmCount;
-                }
-                patterns::GenericLockGuard g(gl);
-                ++glCount;
+                (platform::CriticalSectionGuard{cs}, ++counts[0]);
+                (platform::RecursiveMutexGuard{rm}, patterns::Guard<platform::RecursiveMutex>{rm},
+                 ++counts[1]);
+                (patterns::GenericLockGuard{gl}, ++counts[2]);
             }
         });
     }
     for (auto& t : threads) t.join();
-    EXPECT_EQ(csCount, kThreads * kRounds);
-    EXPECT_EQ(rmCount, kThreads * kRounds);
-    EXPECT_EQ(glCount, kThreads * kRounds);
+    for (long c : counts) EXPECT_EQ(c, kThreads * kRounds);
 }
