@@ -5,80 +5,70 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <initializer_list>
 #include <thread>
+#include <utility>
 
 #include "fg_constants.h"
 #include "fglib5.h"
 #include "vboard/control.h"
 #include "vboard/fglib_ext.h"
 
-class SdkBoard : public ::testing::Test {
+class Acquisition : public ::testing::Test {
   public:
-    static constexpr uint32_t kWidth = 32, kHeight = 16, kX = 16, kY = 3;
-    static constexpr uint32_t kCameraWidth = 64, kCameraHeight = 32;
+    static constexpr uint32_t kWidth = 32, kHeight = 16, kX = 16, kY = 3, kCameraWidth = 64,
+                              kCameraHeight = 32;
+    static constexpr size_t kImage = kWidth * kHeight * 3;  // bytes of a 24-bit picture
 
   protected:
     void SetUp() override {
         vboard::control::reset();
         fg = Fg_Init(PELLUCID_APPLET_PATH, 0);
         ASSERT_NE(fg, nullptr) << Fg_getLastErrorNumber(nullptr);
-        for (auto [id, v] : {std::pair{FG_GEN_WIDTH, kCameraWidth},
-                             {FG_GEN_HEIGHT, kCameraHeight},
-                             {FG_WIDTH, kWidth},
-                             {FG_HEIGHT, kHeight},
-                             {FG_XOFFSET, kX},
-                             {FG_YOFFSET, kY},
-                             {FG_GEN_ACCURACY, 255u}}) {
-            ASSERT_EQ(set(id, v), 0) << id;
-        }
+        const int ids[] = {FG_GEN_WIDTH, FG_GEN_HEIGHT, FG_WIDTH,       FG_HEIGHT,
+                           FG_XOFFSET,   FG_YOFFSET,    FG_GEN_ACCURACY};
+        const uint32_t values[] = {kCameraWidth, kCameraHeight, kWidth, kHeight, kX, kY, 255};
+        for (int i = 0; i < 7; ++i) ASSERT_EQ(set(ids[i], values[i]), 0) << ids[i];
         // 4 of every 255 design clocks carry pixels: a tap clock of 1020 ns.
-        ASSERT_EQ(setDouble(FG_GEN_FREQ, 1.0), 0);
-        ASSERT_EQ(setDouble(FG_PROCESSING_GAIN, 1.0), 0);
-        ASSERT_EQ(setDouble(FG_PROCESSING_GAMMA, 1.0), 0);
+        for (int id : {FG_GEN_FREQ, FG_PROCESSING_GAIN, FG_PROCESSING_GAMMA})
+            ASSERT_EQ(setDouble(id, 1.0), 0);
     }
     void TearDown() override {
         if (fg == nullptr) return;
-        if (memory != nullptr) {
-            Fg_stopAcquireEx(fg, 0, memory, STOP_ASYNC);
-            EXPECT_EQ(Fg_FreeMemEx(fg, memory), 0);
-        }
+        stop();
+        EXPECT_TRUE(memory == nullptr || Fg_FreeMemEx(fg, memory) == 0);
         Fg_FreeGrabber(fg);
-        vboard::control::reset();
     }
 
     int set(int id, uint32_t v) { return Fg_setParameterWithType(fg, id, &v, 0, FG_PARAM_TYPE_UINT32_T); }
     int setDouble(int id, double v) { return Fg_setParameterWithType(fg, id, &v, 0, FG_PARAM_TYPE_DOUBLE); }
-    uint32_t get(int id) {
-        uint32_t v = 0;
-        EXPECT_EQ(Fg_getParameterWithType(fg, id, &v, 0, FG_PARAM_TYPE_UINT32_T), 0) << id;
-        return v;
+    void setAll(std::initializer_list<std::pair<int, uint32_t>> values) {
+        for (auto [id, v] : values) ASSERT_EQ(set(id, v), 0) << id;
     }
     long status(int query) { return Fg_getStatusEx(fg, query, 0, 0, memory); }
+    int acquire(long pictures) { return Fg_AcquireEx(fg, 0, pictures, ACQ_STANDARD, memory); }
+    int stop(int flag = STOP_ASYNC) { return Fg_stopAcquireEx(fg, 0, memory, flag); }
+    long last() { return Fg_getLastPicNumberEx(fg, 0, memory); }
+    long waitFor(long picture, int seconds = 5) {
+        return Fg_getLastPicNumberBlockingEx(fg, picture, 0, seconds, memory);
+    }
 
     // Line gap for frames of about `ms` milliseconds: 32 lines of (64 + gap) / 4 tap clocks.
     void frameTime(double ms) {
-        const double clocks = ms * 1e6 / 1020.0 / kCameraHeight;
-        ASSERT_EQ(set(FG_GEN_LINE_GAP, static_cast<uint32_t>(clocks * 4) - kCameraWidth), 0);
+        ASSERT_EQ(set(FG_GEN_LINE_GAP, uint32_t(ms * 1e6 / 1020 / kCameraHeight * 4) - 64), 0);
     }
-    // The frame time the registers make, in ns.
-    double frameNs() { return double(vboard::control::value("AAGenLineWidth")) * kCameraHeight * 1020.0; }
-    void freeRun() {
-        ASSERT_EQ(set(FG_GEN_ENABLE, 1), 0);
-        ASSERT_EQ(set(FG_TRIGGERCC_SELECT0, 5), 0);  // a constant line: the camera runs on its own
-    }
+    // A constant trigger line: the camera runs on its own.
+    void freeRun() { setAll({{FG_GEN_ENABLE, 1}, {FG_TRIGGERCC_SELECT0, 5}}); }
+    // Buffers for the next acquisition, in place of the last ones.
     void allocate(size_t bytes, long count) {
-        memory = Fg_AllocMemEx(fg, bytes, count);
-        ASSERT_NE(memory, nullptr);
+        ASSERT_TRUE(memory == nullptr || Fg_FreeMemEx(fg, memory) == 0);
+        ASSERT_NE(memory = Fg_AllocMemEx(fg, bytes, count), nullptr);
     }
     // Polls `done` for up to five seconds.
     template <typename F>
     bool eventually(F done) {
-        const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(5);
-        while (!done()) {
-            if (std::chrono::steady_clock::now() > end) return false;
-            std::this_thread::sleep_for(std::chrono::milliseconds(2));
-        }
-        return true;
+        for (int i = 0; i < 2500 && !done(); ++i) std::this_thread::sleep_for(std::chrono::milliseconds(2));
+        return done();
     }
 
     Fg_Struct* fg = nullptr;

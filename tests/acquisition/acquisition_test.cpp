@@ -1,232 +1,314 @@
-// Acquisition on the virtual board through the SDK and the applet: images, pacing, buffers.
+// The image path against a per-pixel model; acquisition through the SDK and the applet.
 #include <gtest/gtest.h>
 
-#include <chrono>
+#include <algorithm>
 #include <cstring>
-#include <thread>
+#include <numeric>
+#include <random>
+#include <tuple>
 
 #include "acquisition_fixture.h"
-#include "reference.h"
+#include "pipeline.h"
 
 namespace {
 
-using Clock = std::chrono::steady_clock;
+using vboard::DesignSettings;
+using vboard::RawFrame;
 
-// Values of the applet's enumerations.
-constexpr uint32_t FG_COL24 = 2, FG_COL48 = 6, FG_LEFT_ALIGNED = 1, FG_RIGHT_ALIGNED = 0;
-constexpr uint32_t ATM_SOFTWARE = 4, TS_ACTIVE = 0;
+// A plain per-pixel model of the image path, written from the design's description and kept apart
+// from the board's row-based code, so that the two check each other.
+namespace model {
 
-class Acquisition : public SdkBoard {};
+// Colour at (x, y) of the cut-out; negative positions keep their parity, as mirrored ones do.
+char colourAt(uint32_t pattern, long x, long y) {
+    static const char* const patterns[4][2] = {{"GB", "RG"}, {"BG", "GR"}, {"RG", "GB"}, {"GR", "BG"}};
+    return patterns[pattern][y & 1][x & 1];
+}
 
-// What the test itself knows of the settings it made, for the model.
-vboard::DesignSettings settingsFor(uint32_t bayerCode, bool col24, bool left, uint32_t divisor,
-                                   uint32_t phase) {
-    vboard::DesignSettings s;
-    s.width = SdkBoard::kWidth;
-    s.height = SdkBoard::kHeight;
-    s.xOffset = SdkBoard::kX;
-    s.yOffset = SdkBoard::kY;
-    s.bayer = bayerCode;
-    s.coefficient = {1536, 1024, 512};
+long reflect(long i, long n) {
+    return i < 0 ? -i : i >= n ? 2 * n - 2 - i : i;
+}
+
+// Cut-out value at (x, y) as 12 bits; 0 outside the camera image.
+uint32_t cutOut(const RawFrame& f, const DesignSettings& s, long x, long y) {
+    const uint64_t cx = s.xOffset + static_cast<uint64_t>(x), cy = s.yOffset + static_cast<uint64_t>(y);
+    return cx < f.width && cy < f.height ? uint32_t{f.pixels[cy * f.width + cx]} << (12 - f.bits) : 0;
+}
+
+// Bilinear: its own colour as it is, others the rounded mean of that colour in the 3 x 3 window.
+uint32_t demosaic(const RawFrame& f, const DesignSettings& s, long x, long y, char colour) {
+    if (colourAt(s.bayer, x, y) == colour) return cutOut(f, s, x, y);
+    uint32_t sum = 0, n = 0;
+    for (long dy = -1; dy <= 1; ++dy) {
+        for (long dx = -1; dx <= 1; ++dx) {
+            if (colourAt(s.bayer, x + dx, y + dy) != colour) continue;
+            sum += cutOut(f, s, reflect(x + dx, s.width), reflect(y + dy, s.height));
+            ++n;
+        }
+    }
+    return (sum + n / 2) / n;
+}
+
+std::vector<uint8_t> process(const RawFrame& f, const DesignSettings& s) {
+    const size_t bytesPerPixel = s.col24 ? 3 : 6;
+    std::vector<uint8_t> out(size_t{s.width} * s.height * bytesPerPixel);
+    for (long y = 0; y < long{s.height}; ++y) {
+        for (long x = 0; x < long{s.width}; ++x) {
+            uint8_t* pixel = &out[(size_t(y) * s.width + size_t(x)) * bytesPerPixel];
+            for (int c = 0; c < 3; ++c) {
+                const uint32_t v = demosaic(f, s, x, y, "RGB"[c]);
+                const uint32_t mapped = s.lut[c][std::min<uint32_t>(v * s.coefficient[c] / 1024, 4095)];
+                // 8 bits a colour, or 16 little-endian bits with the 12 at the top or the bottom.
+                const uint32_t word = s.col24 ? mapped >> 4 : s.leftAligned ? mapped << 4 : mapped;
+                const size_t bytes = s.col24 ? 1 : 2;
+                for (size_t b = 0; b < bytes; ++b)
+                    pixel[bytes * c + b] = static_cast<uint8_t>(word >> (8 * b));
+            }
+        }
+    }
+    return out;
+}
+
+}  // namespace model
+
+RawFrame randomFrame(uint32_t width, uint32_t height, int bits, std::mt19937& rng) {
+    RawFrame f{width, height, bits, std::vector<uint16_t>(size_t{width} * height)};
+    for (auto& p : f.pixels) p = static_cast<uint16_t>(rng() & ((1u << bits) - 1));
+    return f;
+}
+
+// Random tables; coefficients below and above unity reach both the scaling and the clamp.
+DesignSettings randomTables(std::mt19937& rng) {
+    DesignSettings s;
+    s.coefficient = {1536, 1024, 700};
     for (auto& table : s.lut)
-        for (uint16_t i = 0; i < 4096; ++i) table[i] = i;  // gain 1, gamma 1
-    s.col24 = col24;
-    s.leftAligned = left;
-    s.selectDivisor = divisor;
-    s.selectPhase = phase;
+        for (auto& e : table) e = static_cast<uint16_t>(rng() & 4095);
     return s;
 }
 
+// The board's image of `frame` against the model's: where the first byte differs, or empty.
+std::string differenceFromModel(const RawFrame& frame, const DesignSettings& s,
+                                vboard::Kernel kernel = vboard::Kernel::best) {
+    const auto want = model::process(frame, s);
+    std::vector<uint8_t> got(vboard::imageBytes(s), 0xee);
+    if (got.size() != want.size()) return "size " + std::to_string(got.size());
+    vboard::process(frame, s, got.data(), kernel);
+    const size_t at = std::mismatch(want.begin(), want.end(), got.begin()).first - want.begin();
+    if (at == want.size()) return "";
+    return "pixel " + std::to_string(at / (s.col24 ? 3 : 6) % s.width) + " of line " +
+           std::to_string(at / (s.col24 ? 3 : 6) / s.width);
+}
+
+// Both kernels: the portable one also runs where the wide one would be chosen.
+class PipelineKernels : public testing::TestWithParam<vboard::Kernel> {};
+
+INSTANTIATE_TEST_SUITE_P(Kernels, PipelineKernels,
+                         testing::Values(vboard::Kernel::best, vboard::Kernel::portable));
+
+// Cut-outs of over two wide vectors and a part, odd sizes, beyond the camera image (zeros before the
+// tables), the smallest (whose one-sided neighbours the model's mirror cannot follow). Frame after frame
+// each input of the tables changes alone: the tables, the green coefficient, the 48-bit alignment.
+TEST_P(PipelineKernels, MatchesThePerPixelModel) {
+    std::mt19937 rng(1234);
+    const uint32_t cutOuts[][4] = {{37, 16, 0, 0}, {37, 16, 1, 0}, {37, 16, 0, 1}, {37, 16, 3, 5},
+                                   {17, 5, 0, 0},  {32, 16, 8, 4}, {33, 3, 0, 1},  {19, 7, 40, 20},
+                                   {4, 4, 50, 2},  {2, 2, 5, 5},   {1, 1, 3, 3},   {3, 1, 0, 9}};
+    const std::pair<bool, bool> formats[] = {{true, true}, {false, true}, {false, false}};  // 24 bits, left
+    for (int bits : {8, 10, 12}) {
+        DesignSettings s = randomTables(rng);
+        for (const RawFrame& frame : {randomFrame(48, 24, bits, rng), RawFrame{}}) {
+            for (uint32_t pattern = 0; pattern < 4; ++pattern) {
+                for (size_t i = 0; i < std::size(cutOuts); ++i) {
+                    const auto [width, height, x, y] = cutOuts[i];
+                    s.coefficient[1] = static_cast<uint32_t>(1024 + 100 * (i % 11));  // the last as the first
+                    for (const auto& [col24, left] : formats) {
+                        std::tie(s.width, s.height, s.xOffset, s.yOffset, s.bayer, s.col24, s.leftAligned) =
+                            std::tuple(width, height, x, y, pattern, col24, left);
+                        const std::string difference = differenceFromModel(frame, s, GetParam());
+                        EXPECT_TRUE(difference.empty() || width == 1 || height == 1)
+                            << difference << ", bits " << bits << " pattern " << pattern << ", " << width
+                            << "x" << height << " at " << x << "," << y << (frame.width ? "" : " of nothing")
+                            << ", " << col24 << left;
+                    }
+                }
+            }
+        }
+    }
+}
+
+// Red rises along the lines, green down the columns, blue along the diagonal, each wrapping.
+TEST(Pipeline, TestPatternLayout) {
+    RawFrame f;
+    vboard::renderTestPattern(8, 4, 10, 0, f);
+    EXPECT_EQ((std::vector<size_t>{f.pixels.size(), size_t(f.bits), f.pixels[2], f.pixels[8], f.pixels[11],
+                                   f.pixels[19]}),
+              (std::vector<size_t>{32, 10, 2 * 8, 1 * 8, (3 + 1) * 4, 2 * 8}));
+    vboard::renderTestPattern(8, 4, 8, 130, f);
+    EXPECT_EQ(f.pixels[0], (130u * 8) & 255);  // moved, wrapped at the bit depth
+}
+
+using Clock = std::chrono::steady_clock;
+using std::chrono::milliseconds;
+
+// Values of the applet's enumerations.
+constexpr uint32_t FG_COL24 = 2, FG_COL48 = 6, FG_LEFT_ALIGNED = 1, FG_RIGHT_ALIGNED = 0;
+constexpr uint32_t ATM_GENERATOR = 1, ATM_SOFTWARE = 4, TS_ACTIVE = 0, TS_SYNC_STOP = 2;
+
+uint64_t design(const char* name) {
+    return vboard::control::value(std::string("Device1_Process0_") + name);
+}
+
 TEST_F(Acquisition, PicturesAreTheProcessedCameraFrames) {
-    struct {
-        uint32_t format, alignment, camtype;
-        int bits;
-    } cases[] = {{FG_COL48, FG_RIGHT_ALIGNED, 210, 10}, {FG_COL24, FG_LEFT_ALIGNED, 212, 12}};
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.format);
-        ASSERT_EQ(set(FG_FORMAT, c.format), 0);
-        ASSERT_EQ(set(FG_BITALIGNMENT, c.alignment), 0);
-        ASSERT_EQ(set(FG_CAMERA_LINK_CAMTYPE, c.camtype), 0);
+    // format, alignment, camera type, its bits
+    const std::tuple<uint32_t, uint32_t, uint32_t, int> cases[] = {{FG_COL48, FG_RIGHT_ALIGNED, 210, 10},
+                                                                   {FG_COL24, FG_LEFT_ALIGNED, 212, 12}};
+    for (const auto& [format, alignment, camtype, bits] : cases) {
+        setAll({{FG_FORMAT, format}, {FG_BITALIGNMENT, alignment}, {FG_CAMERA_LINK_CAMTYPE, camtype}});
+        setAll({{FG_IMG_SELECT_PERIOD, 3}, {FG_IMG_SELECT, 1}, {FG_GEN_ROLL, 1}});
         ASSERT_EQ(setDouble(FG_SCALINGFACTOR_RED, 1.5), 0);
         ASSERT_EQ(setDouble(FG_SCALINGFACTOR_BLUE, 0.5), 0);
-        ASSERT_EQ(set(FG_IMG_SELECT_PERIOD, 3), 0);
-        ASSERT_EQ(set(FG_IMG_SELECT, 1), 0);
-        ASSERT_EQ(set(FG_GEN_ROLL, 1), 0);
         frameTime(2);
         freeRun();
         // The camera's lines start red, green; the odd y offset makes the cut-out start green, blue.
-        const auto s = settingsFor(0, c.format == FG_COL24, c.alignment == FG_LEFT_ALIGNED, 3, 1);
-        const size_t bytes = vboard::imageBytes(s);
-        allocate(bytes, 4);
-
-        ASSERT_EQ(Fg_AcquireEx(fg, 0, 3, ACQ_STANDARD, memory), 0);
-        ASSERT_EQ(Fg_getLastPicNumberBlockingEx(fg, 3, 0, 5, memory), 3);
-        EXPECT_EQ(Fg_getStatusEx(fg, VBOARD_STATUS_ACQUIRING, 0, 0, memory), 0);  // the count is reached
+        DesignSettings s;
+        std::tie(s.xOffset, s.yOffset, s.width, s.height, s.col24, s.leftAligned) =
+            std::tuple(kX, kY, kWidth, kHeight, format == FG_COL24, alignment == FG_LEFT_ALIGNED);
+        s.coefficient = {1536, 1024, 512};
+        for (auto& table : s.lut) std::iota(table.begin(), table.end(), 0);  // gain 1, gamma 1
+        allocate(vboard::imageBytes(s), 4);
+        ASSERT_EQ(acquire(3), 0);
+        ASSERT_EQ(waitFor(3), 3);
         for (long n = 1; n <= 3; ++n) {
             // Frames 1, 4 and 7 pass the selector; the rolling scene moved one column a frame.
-            vboard::RawFrame raw;
-            vboard::renderTestPattern(kCameraWidth, kCameraHeight, c.bits, static_cast<uint64_t>(3 * n - 2),
-                                      raw);
-            const auto want = reference::process(raw, s);
-            const auto* got = static_cast<const uint8_t*>(Fg_getImagePtrEx(fg, n, 0, memory));
+            RawFrame raw;
+            vboard::renderTestPattern(kCameraWidth, kCameraHeight, bits, 3 * n - 2, raw);
+            const void* got = Fg_getImagePtrEx(fg, n, 0, memory);
             ASSERT_NE(got, nullptr);
-            EXPECT_EQ(std::memcmp(want.data(), got, bytes), 0) << "picture " << n;
+            EXPECT_EQ(std::memcmp(model::process(raw, s).data(), got, vboard::imageBytes(s)), 0)
+                << "picture " << n << " in format " << format;
         }
-        EXPECT_EQ(status(VBOARD_STATUS_FRAMES_DELIVERED), 3);
-        EXPECT_EQ(status(VBOARD_STATUS_FRAMES_LOST), 0);
-        EXPECT_EQ(status(VBOARD_STATUS_END_OF_FRAME_EVENTS), 8);  // frames 0..7
-        EXPECT_GE(status(VBOARD_STATUS_START_OF_FRAME_EVENTS), 8);
-        ASSERT_EQ(Fg_FreeMemEx(fg, memory), 0);
-        memory = nullptr;
+        EXPECT_EQ((std::tuple{status(VBOARD_STATUS_FRAMES_DELIVERED), status(VBOARD_STATUS_FRAMES_LOST),
+                              status(VBOARD_STATUS_END_OF_FRAME_EVENTS)}),
+                  std::tuple(3, 0, 8));  // frames 0..7 ended
     }
 }
 
-TEST_F(Acquisition, SoftwareTriggerGivesOneFramePerPulse) {
-    frameTime(2);
-    ASSERT_EQ(set(FG_GEN_ENABLE, 1), 0);
-    ASSERT_EQ(set(FG_AREATRIGGERMODE, ATM_SOFTWARE), 0);
-    ASSERT_EQ(set(FG_TRIGGERSTATE, TS_ACTIVE), 0);
-    ASSERT_EQ(setDouble(FG_TRIGGER_FRAMESPERSECOND, 100.0), 0);
-    allocate(kWidth * kHeight * 3, 8);
-    ASSERT_EQ(Fg_AcquireEx(fg, 0, GRAB_INFINITE, ACQ_STANDARD, memory), 0);
-    std::this_thread::sleep_for(std::chrono::milliseconds(30));
-    EXPECT_EQ(Fg_getLastPicNumberEx(fg, 0, memory), 0);  // nothing without a pulse
-
-    constexpr uint32_t kPulses = 5;
-    const auto start = Clock::now();
-    for (uint32_t i = 0; i < kPulses; ++i) ASSERT_EQ(set(FG_SENDSOFTWARETRIGGER, 1), 0) << i;
-    EXPECT_EQ(Fg_getLastPicNumberBlockingEx(fg, kPulses, 0, 5, memory), long{kPulses});
-    // The generator lets one pulse through each 10 ms.
-    EXPECT_GE(Clock::now() - start, std::chrono::milliseconds(36));
-    std::this_thread::sleep_for(std::chrono::milliseconds(50));
-    EXPECT_EQ(Fg_getLastPicNumberEx(fg, 0, memory), long{kPulses});
-    EXPECT_EQ(status(VBOARD_STATUS_START_OF_FRAME_EVENTS), long{kPulses});
-    EXPECT_EQ(Fg_stopAcquireEx(fg, 0, memory, STOP_ASYNC), 0);
-}
-
-TEST_F(Acquisition, GeneratorPacesTheCamera) {
+// Frames follow the trigger: none without a pulse, one a pulse at most each 10 ms; the generator
+// holds the camera until the trigger is active, then paces it.
+TEST_F(Acquisition, TriggerPacesTheCamera) {
     frameTime(1);
-    ASSERT_EQ(set(FG_GEN_ENABLE, 1), 0);
-    ASSERT_EQ(setDouble(FG_TRIGGER_FRAMESPERSECOND, 40.0), 0);
-    allocate(kWidth * kHeight * 3, 8);
-    ASSERT_EQ(Fg_AcquireEx(fg, 0, 5, ACQ_STANDARD, memory), 0);
-    std::this_thread::sleep_for(std::chrono::milliseconds(40));
-    EXPECT_EQ(Fg_getLastPicNumberEx(fg, 0, memory), 0);  // the generator is stopped (sync stop)
+    setAll({{FG_GEN_ENABLE, 1}, {FG_AREATRIGGERMODE, ATM_SOFTWARE}, {FG_TRIGGERSTATE, TS_ACTIVE}});
+    ASSERT_EQ(setDouble(FG_TRIGGER_FRAMESPERSECOND, 100.0), 0);
+    allocate(kImage, 8);
+    ASSERT_EQ(acquire(GRAB_INFINITE), 0);
+    std::this_thread::sleep_for(milliseconds(30));
+    EXPECT_EQ(last(), 0);
+    auto start = Clock::now();
+    for (int i = 0; i < 5; ++i) ASSERT_EQ(set(FG_SENDSOFTWARETRIGGER, 1), 0) << i;
+    EXPECT_EQ(waitFor(5), 5);
+    EXPECT_GE(Clock::now() - start, milliseconds(36));
+    std::this_thread::sleep_for(milliseconds(50));
+    EXPECT_EQ((std::tuple{last(), status(VBOARD_STATUS_START_OF_FRAME_EVENTS)}), std::tuple(5, 5));
+    ASSERT_EQ(stop(), 0);
 
-    const auto start = Clock::now();
+    setAll({{FG_AREATRIGGERMODE, ATM_GENERATOR}, {FG_TRIGGERSTATE, TS_SYNC_STOP}});
+    ASSERT_EQ(setDouble(FG_TRIGGER_FRAMESPERSECOND, 40.0), 0);
+    ASSERT_EQ(acquire(5), 0);
+    std::this_thread::sleep_for(milliseconds(40));
+    EXPECT_EQ(last(), 0);
+    start = Clock::now();
     ASSERT_EQ(set(FG_TRIGGERSTATE, TS_ACTIVE), 0);
-    EXPECT_EQ(Fg_getLastPicNumberBlockingEx(fg, 5, 0, 5, memory), 5);
-    EXPECT_GE(Clock::now() - start, std::chrono::milliseconds(4 * 25 * 9 / 10));
+    EXPECT_EQ(waitFor(5), 5);
+    EXPECT_GE(Clock::now() - start, milliseconds(4 * 25 * 9 / 10));
 }
 
+// Frames take the time the registers make, less only at a faster pace: 40 of 10 ms at twenty times it.
 TEST_F(Acquisition, FreeRunFollowsTheSimulatorTiming) {
     frameTime(10);
     freeRun();
-    allocate(kWidth * kHeight * 3, 8);
-    const auto start = Clock::now();
-    ASSERT_EQ(Fg_AcquireEx(fg, 0, 6, ACQ_STANDARD, memory), 0);
-    EXPECT_EQ(Fg_getLastPicNumberBlockingEx(fg, 6, 0, 5, memory), 6);
-    const double elapsedNs = std::chrono::duration<double, std::nano>(Clock::now() - start).count();
-    EXPECT_GE(elapsedNs, 6 * frameNs() * 0.95);
-
-    // Faster only when asked: 40 frames of 10 ms at twenty times the pace.
-    ASSERT_EQ(Fg_FreeMemEx(fg, memory), 0);
-    memory = nullptr;
-    allocate(kWidth * kHeight * 3, 64);
+    allocate(kImage, 64);
     vboard::control::setTimeScale(20);
-    const auto fast = Clock::now();
-    ASSERT_EQ(Fg_AcquireEx(fg, 0, 40, ACQ_STANDARD, memory), 0);
-    EXPECT_EQ(Fg_getLastPicNumberBlockingEx(fg, 40, 0, 5, memory), 40);
-    const double fastNs = std::chrono::duration<double, std::nano>(Clock::now() - fast).count();
-    EXPECT_GE(fastNs, 40 * frameNs() / 20 * 0.95);
-    EXPECT_LT(fastNs, 40 * frameNs() * 0.9);
-}
-
-TEST_F(Acquisition, NoCameraNoFrames) {
-    ASSERT_EQ(set(FG_TRIGGERCC_SELECT0, 5), 0);  // the simulator stays off: the camera port is empty
-    allocate(kWidth * kHeight * 3, 2);
-    ASSERT_EQ(Fg_AcquireEx(fg, 0, GRAB_INFINITE, ACQ_STANDARD, memory), 0);
     const auto start = Clock::now();
-    EXPECT_EQ(Fg_getLastPicNumberBlockingEx(fg, 1, 0, 1, memory), FG_TIMEOUT_ERR);
-    EXPECT_GE(Clock::now() - start, std::chrono::milliseconds(900));
-    EXPECT_EQ(status(VBOARD_STATUS_START_OF_FRAME_EVENTS), 0);
-    EXPECT_EQ(Fg_stopAcquireEx(fg, 0, memory, STOP_ASYNC), 0);
-    EXPECT_EQ(Fg_stopAcquireEx(fg, 0, memory, STOP_ASYNC), FG_ACQUISITION_NOT_RUNNING);
+    ASSERT_EQ(acquire(40), 0);
+    EXPECT_EQ(waitFor(40), 40);
+    const double ns = std::chrono::duration<double, std::nano>(Clock::now() - start).count(),
+                 frameNs = vboard::control::value("AAGenLineWidth") * kCameraHeight * 1020.0;
+    EXPECT_GE(ns, 40 * frameNs / 20 * 0.95);
+    EXPECT_LT(ns, 40 * frameNs * 0.9);
 }
 
-TEST_F(Acquisition, OverflowWhenNobodyReads) {
-    freeRun();  // frames of about 0.55 ms
-    allocate(kWidth * kHeight * 3, 2);
-    ASSERT_EQ(Fg_AcquireEx(fg, 0, GRAB_INFINITE, ACQ_STANDARD, memory), 0);
-    ASSERT_TRUE(eventually([&] { return status(VBOARD_STATUS_FRAMES_LOST) > 0; }));
-    EXPECT_EQ(Fg_getLastPicNumberEx(fg, 0, memory), 2);
-    EXPECT_EQ(get(FG_OVERFLOW), 1u);
-    EXPECT_EQ(get(FG_FILLLEVEL), 100u);
-    EXPECT_EQ(vboard::control::value("Device1_Process0_Buffer_0_DRAM_A_1_FillLevel"), 100u);
+// No camera, no frames; then a frame finds no buffer: too small a one loses it, a full set overflows.
+TEST_F(Acquisition, NoFramesLostFramesAndOverflow) {
+    ASSERT_EQ(set(FG_TRIGGERCC_SELECT0, 5), 0);  // the simulator stays off: the camera port is empty
+    allocate(kImage - 1, 2);
+    ASSERT_EQ(acquire(GRAB_INFINITE), 0);
+    const auto start = Clock::now();
+    EXPECT_EQ(waitFor(1, 1), FG_TIMEOUT_ERR);
+    EXPECT_GE(Clock::now() - start, milliseconds(900));
+    EXPECT_EQ(status(VBOARD_STATUS_START_OF_FRAME_EVENTS), 0);
+    ASSERT_EQ(stop(), 0);
 
+    freeRun();  // frames of about 0.55 ms
+    ASSERT_EQ(acquire(GRAB_INFINITE), 0);
+    ASSERT_TRUE(eventually([&] { return status(VBOARD_STATUS_FRAMES_LOST) >= 3; }));
+    EXPECT_EQ(last(), 0);
+    EXPECT_EQ(design("Overflow_OverflowOccurred"), 0u);  // lost, but not for want of buffers
+    ASSERT_EQ(stop(), 0);
+
+    allocate(kImage, 2);
+    ASSERT_EQ(acquire(GRAB_INFINITE), 0);
+    ASSERT_TRUE(eventually([&] { return status(VBOARD_STATUS_FRAMES_LOST) > 0; }));
+    EXPECT_EQ((std::tuple{last(), design("Overflow_OverflowOccurred"), design("Buffer_0_DRAM_A_0_FillLevel"),
+                          design("Buffer_0_DRAM_A_1_FillLevel")}),
+              std::tuple(2, 1u, 100u, 100u));
     // Asking for picture 2 frees the buffer of picture 1 and the next frame takes it. Waiting for
     // picture 3 gives up its buffer too, so a late waiter may already see up to two more.
     ASSERT_NE(Fg_getImagePtrEx(fg, 2, 0, memory), nullptr);
-    const long last = Fg_getLastPicNumberBlockingEx(fg, 3, 0, 5, memory);
-    EXPECT_GE(last, 3);
-    EXPECT_LE(last, 5);
+    const long got = waitFor(3);
+    EXPECT_GE(got, 3);
+    EXPECT_LE(got, 5);
     EXPECT_EQ(Fg_getImagePtrEx(fg, 1, 0, memory), nullptr);  // overwritten
-    EXPECT_EQ(get(FG_OVERFLOW), 1u);                         // stays until the next start
-    EXPECT_EQ(Fg_stopAcquireEx(fg, 0, memory, STOP_ASYNC), 0);
-    ASSERT_EQ(Fg_AcquireEx(fg, 0, 1, ACQ_STANDARD, memory), 0);
-    EXPECT_EQ(Fg_getLastPicNumberBlockingEx(fg, 1, 0, 5, memory), 1);
-    EXPECT_EQ(get(FG_OVERFLOW), 0u);
+    EXPECT_EQ(design("Overflow_OverflowOccurred"), 1u);      // stays until the next start
+    EXPECT_EQ(stop(), 0);
+    ASSERT_EQ(acquire(1), 0);
+    EXPECT_EQ(waitFor(1), 1);
+    EXPECT_EQ(design("Overflow_OverflowOccurred"), 0u);
 }
 
-TEST_F(Acquisition, BufferTooSmallLosesTheFrame) {
-    freeRun();
-    allocate(kWidth * kHeight * 3 - 1, 2);
-    ASSERT_EQ(Fg_AcquireEx(fg, 0, GRAB_INFINITE, ACQ_STANDARD, memory), 0);
-    ASSERT_TRUE(eventually([&] { return status(VBOARD_STATUS_FRAMES_LOST) >= 3; }));
-    EXPECT_EQ(Fg_getLastPicNumberEx(fg, 0, memory), 0);
-    EXPECT_EQ(get(FG_OVERFLOW), 0u);  // lost, but not for want of buffers
-}
-
-// Every frame that ends is delivered or lost exactly once, whenever the stop comes; a synchronous
-// stop lets the frame in progress end, an asynchronous one abandons it.
+// Every ended frame is delivered or lost once; a synchronous stop lets the frame in progress end.
 TEST_F(Acquisition, StopsAccountForEveryFrameAndHonourTheirFlag) {
-    freeRun();  // frames of about 0.55 ms
-    allocate(kWidth * kHeight * 3, 4);
+    freeRun();
+    allocate(kImage, 4);
     for (int i = 0; i < 200; ++i) {
-        ASSERT_EQ(Fg_AcquireEx(fg, 0, GRAB_INFINITE, ACQ_STANDARD, memory), 0);
+        ASSERT_EQ(acquire(GRAB_INFINITE), 0);
         std::this_thread::sleep_for(std::chrono::microseconds(100 * (i % 10)));
-        if (i % 3 == 0) Fg_getLastPicNumberEx(fg, 0, memory);
-        ASSERT_EQ(Fg_stopAcquireEx(fg, 0, memory, i % 2 == 0 ? STOP_SYNC : STOP_ASYNC), 0);
-        const long ended = status(VBOARD_STATUS_END_OF_FRAME_EVENTS);
-        ASSERT_EQ(ended, status(VBOARD_STATUS_FRAMES_DELIVERED) + status(VBOARD_STATUS_FRAMES_LOST)) << i;
+        if (i % 3 == 0) last();
+        ASSERT_EQ(stop(i % 2 == 0 ? STOP_SYNC : STOP_ASYNC), 0);
+        ASSERT_EQ(status(VBOARD_STATUS_END_OF_FRAME_EVENTS),
+                  status(VBOARD_STATUS_FRAMES_DELIVERED) + status(VBOARD_STATUS_FRAMES_LOST))
+            << i;
     }
     frameTime(150);
     for (int flag : {STOP_SYNC, STOP_ASYNC}) {
-        ASSERT_EQ(Fg_AcquireEx(fg, 0, GRAB_INFINITE, ACQ_STANDARD, memory), 0);
+        ASSERT_EQ(acquire(GRAB_INFINITE), 0);
         ASSERT_TRUE(eventually([&] { return status(VBOARD_STATUS_START_OF_FRAME_EVENTS) == 1; }));
-        ASSERT_EQ(Fg_stopAcquireEx(fg, 0, memory, flag), 0);
-        EXPECT_EQ(status(VBOARD_STATUS_END_OF_FRAME_EVENTS), flag == STOP_SYNC ? 1 : 0) << flag;
-        EXPECT_EQ(status(VBOARD_STATUS_FRAMES_DELIVERED), flag == STOP_SYNC ? 1 : 0) << flag;
+        ASSERT_EQ(stop(flag), 0);
+        const int ended = flag == STOP_SYNC ? 1 : 0;
+        EXPECT_EQ(
+            (std::tuple{status(VBOARD_STATUS_END_OF_FRAME_EVENTS), status(VBOARD_STATUS_FRAMES_DELIVERED)}),
+            std::tuple(ended, ended))
+            << flag;
     }
-    EXPECT_EQ(Fg_stopAcquireEx(fg, 0, memory, 7), FG_INVALID_PARAMETER);
+    EXPECT_EQ(stop(7), FG_INVALID_PARAMETER);
 
     // The widest registers at the fastest pace make a frame that ends late, not a time overflow.
     for (const char* r : {"AAGenHeight", "AAGenLineWidth", "AAGenWidth"}) vboard::control::setValue(r, ~0u);
     vboard::control::setTimeScale(1e9);
-    ASSERT_EQ(Fg_AcquireEx(fg, 0, GRAB_INFINITE, ACQ_STANDARD, memory), 0);
+    ASSERT_EQ(acquire(GRAB_INFINITE), 0);
     ASSERT_TRUE(eventually([&] { return status(VBOARD_STATUS_START_OF_FRAME_EVENTS) == 1; }));
-    std::this_thread::sleep_for(std::chrono::milliseconds(20));
-    EXPECT_EQ(Fg_stopAcquireEx(fg, 0, memory, STOP_ASYNC), 0);
+    std::this_thread::sleep_for(milliseconds(20));
+    EXPECT_EQ(stop(), 0);
     EXPECT_EQ(status(VBOARD_STATUS_END_OF_FRAME_EVENTS), 0);
-}
-
-TEST_F(Acquisition, UnknownStatusAndBadArguments) {
-    allocate(64, 1);
-    EXPECT_EQ(status(12345), FG_INVALID_PARAMETER);
-    EXPECT_EQ(status(VBOARD_STATUS_FRAMES_LOST), 0);
-    EXPECT_EQ(Fg_getImagePtrEx(fg, -1, 0, memory), nullptr);
-    EXPECT_THROW(vboard::control::setTimeScale(0), std::invalid_argument);
-    EXPECT_THROW(vboard::control::setTimeScale(1, 7), std::invalid_argument);
 }
 
 }  // namespace

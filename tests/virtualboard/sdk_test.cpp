@@ -1,285 +1,338 @@
-// The SDK: handle lifecycle, its own parameter description, opening a board with an applet,
-// acquisition bookkeeping and error texts.
+// The SDK and the board behind it: access rules, value conversion, journal, failures, applets, DMA.
 #include <dlfcn.h>
 
 #include <chrono>
+#include <cmath>
 #include <cstdlib>
 #include <filesystem>
-#include <string>
+#include <stdexcept>
 #include <thread>
+#include <tuple>
 
+#include "qorv_hw.h"
 #include "vboard_fixture.h"
 
 namespace vboard::test {
 namespace {
 
-TEST(Handles, InitRefusesUnknownBoardsAndMissingDesigns) {
-    fpga_design* design = HapLoadHapFileWithType(designFile(), 2628, 1);
-    ASSERT_NE(design, nullptr);
-    int notABoard = 0;
-    struct {
-        ZEdevice* board;
-        fpga_design* design;
-        int error;
-    } cases[] = {
-        {nullptr, design, FG_INVALID_BOARD},
-        {reinterpret_cast<ZEdevice*>(&notABoard), design, FG_INVALID_BOARD},
-        {QorvBoardOpen(0), nullptr, FG_INVALID_PARAMETER},
-    };
-    for (const auto& c : cases) {
-        EXPECT_EQ(Fg_InitHandleSlaveAware("Pellucid.hap", c.board, c.design, 0), nullptr);
-        EXPECT_EQ(Fg_getLastErrorNumber(nullptr), c.error);
-        EXPECT_EQ(Fg_InitHandle("Pellucid.hap", c.board, c.design), nullptr);
-    }
-    HapUnloadHapFile(design);
-}
+using Results = std::vector<long>;
 
-TEST(Handles, BoardsAreCountedAndIndexed) {
-    EXPECT_EQ(QorvBoardCount(), 2);
-    EXPECT_EQ(QorvBoardIndex(QorvBoardOpen(1)), 1);
-    EXPECT_EQ(QorvBoardOpen(2), nullptr);
-    EXPECT_EQ(QorvBoardIndex(nullptr), FG_INVALID_BOARD);
-}
-
-TEST_F(PlainHandle, AppletFunctionsAreNotAvailable) {
-    EXPECT_EQ(fg->Master, nullptr);
-    size_t size = 0;
-    EXPECT_EQ(Fg_getAppletId(fg, nullptr), FG_NOT_AVAILABLE);
-    EXPECT_EQ(Fg_loadConfig(fg, "x.mcf"), FG_NOT_AVAILABLE);
-    EXPECT_EQ(Fg_getParameterInfoXML(fg, 0, nullptr, &size), FG_NOT_AVAILABLE);
-    EXPECT_EQ(Shad_GetMaxLine(fg, nullptr), FG_NOT_AVAILABLE);
-    EXPECT_EQ(Fg_getParameterName(fg, 0), nullptr);
-    EXPECT_EQ(Fg_getEventName(fg, 1), nullptr);
-    EXPECT_EQ(Fg_getLastErrorNumber(fg), FG_NOT_AVAILABLE);
-}
-
-TEST(Handles, NullHandleGivesTheNullResults) {
-    int v = 0;
-    EXPECT_EQ(Fg_getParameter(nullptr, 1, &v, 0), FG_INVALID_HANDLE);
-    EXPECT_EQ(Fg_AcquireEx(nullptr, 0, 1, ACQ_STANDARD, nullptr), FG_INVALID_HANDLE);
-    EXPECT_EQ(Fg_getLastPicNumberBlockingEx(nullptr, 1, 0, 0, nullptr), FG_INVALID_HANDLE);
-    EXPECT_EQ(Fg_FreeMemEx(nullptr, nullptr), FG_INVALID_HANDLE);
-    EXPECT_EQ(Fg_AllocMemEx(nullptr, 16, 1), nullptr);
-    EXPECT_EQ(Fg_getImagePtrEx(nullptr, 1, 0, nullptr), nullptr);
-    EXPECT_EQ(Fg_getParameterInfo(nullptr, 0), nullptr);
-    EXPECT_EQ(Fg_getEventMask(nullptr, "FG_OVERFLOW_CAM0"), 0u);
-    EXPECT_EQ(Fg_FreeGrabber(nullptr), FG_INVALID_HANDLE);
-}
-
-TEST_F(PlainHandle, SdkParameterDescription) {
-    RegisterInfo* group = Fg_getParameterInfo(fg, 0);
-    ASSERT_NE(group, nullptr);
-    EXPECT_STREQ(group->name, "SDK");
-    ASSERT_EQ(group->u.gReg.nrOfElements, 4);
-    struct {
-        const char* name;
-        int id;
-        uint32_t from, to;
-        int access;
-    } expected[] = {
-        {"FG_TIMEOUT", FG_TIMEOUT, 2, 2147483646, FG_ACCESS_READ_WRITE_CHANGE},
-        {"FG_TURBO_DMA_MODE", FG_TURBO_DMA_MODE, 0, 1, FG_ACCESS_READ_WRITE_CHANGE},
-        {"FG_CAMSTATUS_EXTENDED", FG_CAMSTATUS_EXTENDED, 0, UINT32_MAX, FG_ACCESS_READ},
-        {"FG_DIGIO_INPUT", FG_DIGIO_INPUT, 0, UINT32_MAX, FG_ACCESS_READ},
-    };
-    for (int i = 0; i < 4; ++i) {
-        const RegisterInfo* leaf = group->u.gReg.elements[i];
-        EXPECT_EQ(leaf->format, REG_FORMAT_UINT);
-        EXPECT_STREQ(leaf->parameterName, expected[i].name);
-        EXPECT_EQ(leaf->id, expected[i].id);
-        EXPECT_EQ(leaf->u.uiReg.from, expected[i].from);
-        EXPECT_EQ(leaf->u.uiReg.to, expected[i].to);
-        EXPECT_EQ(leaf->accessFlags, expected[i].access);
-        // The tree's names lead back to the ids, the way an applet enumerates them.
-        EXPECT_EQ(Fg_getParameterIdByName(fg, leaf->parameterName), expected[i].id);
-    }
-    EXPECT_EQ(Fg_getParameterInfo(fg, 0), group);  // built once
-    EXPECT_EQ(Fg_getParameterInfo(fg, 1), nullptr);
-    EXPECT_EQ(Fg_getLastErrorNumber(fg), FG_INVALID_PARAMETER);
-}
-
-TEST(Init, ErrorsThatNeedNoApplet) {
-    struct {
-        const char* name;
-        unsigned board;
-        int error;
-    } cases[] = {
-        {nullptr, 0, FG_INVALID_PARAMETER},        {"Pellucid", 2, FG_INVALID_BOARD},
-        {"NoSuchApplet", 0, FG_APPLET_NOT_LOADED}, {"/nonexistent/libPellucid.so", 0, FG_APPLET_NOT_LOADED},
-        {"qorv_hw", 0, FG_APPLET_NOT_LOADED},  // loads, but has no Std_entry
-    };
-    for (const auto& c : cases) {
-        EXPECT_EQ(Fg_Init(c.name, c.board), nullptr);
-        EXPECT_EQ(Fg_getLastErrorNumber(nullptr), c.error) << (c.name ? c.name : "null");
-    }
-}
-
-// ---- routing, with a stand-in applet ----
-
+// Whether the library is loaded in this process.
 bool loaded(const char* path) {
     void* h = dlopen(path, RTLD_NOW | RTLD_NOLOAD);
     if (h != nullptr) dlclose(h);
     return h != nullptr;
 }
 
-TEST(Routing, AppletHandleRoutesEveryCallToTheApplet) {
+// Opening answers null, the reason as the last error of no handle.
+int initError(Fg_Struct* fg) {
+    return fg == nullptr ? Fg_getLastErrorNumber(nullptr) : 0;
+}
+
+// Unknown ids, null values, other channels never reach the board; a write stores only on success.
+TEST_F(PlainHandle, WritesFollowTypeWidthAndAccess) {
+    uint32_t v = 1;
+    const int format = id(kFormat), base = VBOARD_DESIGN_PARAMETER_ID_BASE;
+    for (int bad : {0, 100, base - 1, base + 100000, format}) {
+        const unsigned dma = bad == format ? 1 : 0;
+        EXPECT_EQ(Fg_setParameterWithType(fg, bad, &v, dma, kU32), kInvalid) << bad;
+        EXPECT_EQ(Fg_getParameterWithType(fg, bad, &v, dma, kU32), kInvalid) << bad;
+    }
+    EXPECT_EQ(
+        (Results{Fg_setParameterWithType(fg, format, nullptr, 0, kU32),
+                 Fg_getParameterWithType(fg, format, nullptr, 0, kU32), id("AAGenEnable"), id("FG_WIDTH"),
+                 id("device1_process0_camera_format"), Fg_getParameterIdByName(fg, nullptr)}),
+        Results(6, kInvalid));
+    EXPECT_EQ(control::writes(), Strings{});
+    EXPECT_EQ(control::reads(), Strings{});
+    const std::string &f = kFormat, &x = kXLength, &p = kPeriod,
+                      status = "Device1_Process0_Buffer_0_DRAM_A_0_FillLevel";
+    const int kChars = FG_PARAM_TYPE_CHAR_PTR;
+    const std::tuple<const std::string&, int, uint64_t, int> cases[] = {
+        {p, kU64, 1ull << 32, kRange}, {f, kU32, 7, 0},
+        {f, kU32, 8, kRange},          {f, kI32, 5, 0},
+        {f, kI32, 0xffffffff, kRange}, {x, kU64, 65535, 0},
+        {x, kU64, 65536, kRange},      {p, kI64, ~0ull, kRange},
+        {p, kU32, 0xfffffff7, 0},      {f, kDouble, 0, kInvalid},
+        {f, kEntry, 0, kInvalid},      {f, kChars, 0, kInvalid},
+        {kRed, kU32, 0, kInvalid},     {kOverflow, kU32, 0, kNA},
+        {status, kU32, 50, kNA}};
+    for (const auto& [name, type, value, result] : cases) {
+        control::setValue(name, 1);
+        EXPECT_EQ(set(id(name), value, type), result) << name << " " << value;
+        EXPECT_EQ(Fg_getLastErrorNumber(fg), result);
+        EXPECT_EQ(control::value(name), result == 0 ? value : 1) << name << " " << value;
+    }
+}
+
+// A read fills the width asked for and is journaled; doubles are rounded, clamped codes of 1/1024.
+TEST_F(PlainHandle, ReadsAndDoubles) {
+    control::setValue(kPeriod, 0xfffffff0u);
+    const int period = id(kPeriod);
+    uint64_t wide = ~0ull, narrow = ~0ull;
+    uint32_t natural = 0;
+    int32_t signedValue = 0;
+    double d = 0;
+    EXPECT_EQ((Results{get(period, wide, kU64), get(period, narrow, kU32), get(period, signedValue, kI32),
+                       Fg_getParameter(fg, period, &natural, 0), get(period, d, kDouble)}),
+              (Results{0, 0, kRange, 0, kInvalid}));
+    EXPECT_EQ(std::tuple(wide, narrow, natural), std::tuple(0xfffffff0u, 0xfffffffffffffff0ull, 0xfffffff0u));
+    ASSERT_EQ(get(VBOARD_DESIGN_PARAMETER_ID_BASE, natural, kU32), 0);  // the design's first parameter
+    const std::string n = kPeriod + ":";
+    EXPECT_EQ(control::reads(),
+              (Strings{n + "uint64", n + "uint32", n + "int32 !-6000", n + "auto", n + "double !-2070",
+                       "Device1_Process0_Bayer_Bayer_BayerInit:uint32"}));
+
+    const std::pair<double, uint64_t> cases[] = {
+        {0.00048828125, 1},  // half a step rounds up
+        {0.000488281, 0},   {1.5, 1536}, {-0.0, 0}, {3.9990234375, 4095},
+        {4.0, 4095},        {-1.0, 0},   {NAN, 0},  {INFINITY, 4095}};
+    for (const auto& [value, code] : cases) {
+        control::setValue(kRed, 77);
+        double back = -1;
+        EXPECT_EQ((Results{set(id(kRed), value, kDouble), get(id(kRed), back, kDouble)}), (Results{0, 0}));
+        EXPECT_EQ(control::value(kRed), code) << value;
+        EXPECT_EQ(back, code / 1024.0);
+    }
+}
+
+// Fields by block and by entry; a bad access changes nothing, one entry too wide refuses the block.
+TEST_F(PlainHandle, Fields) {
+    std::vector<uint32_t> values(4097, 1);
+    uint32_t* v = values.data();
+    const int lut = id(kLutR);
+    FieldParameterAccess bad[] = {{kU32, 0xffffffffu, 2, 0, v},  // index + count wraps
+                                  {kU32, 0, 4097, 0, v},        {kU32, 4095, 2, 0, v}, {kU32, 0, 0, 0, v},
+                                  {kU32, 0, 1, 0, nullptr},     {kDouble, 0, 1, 0, v}};
+    for (auto& block : bad)
+        EXPECT_EQ((Results{set(lut, block, kBlock), get(lut, block, kBlock)}), Results(2, kInvalid))
+            << block.count;
+    FieldParameterInt past{1, 4096};
+    EXPECT_EQ((Results{set(lut, past, kEntry), get(lut, past, kEntry), set(lut, 1u, kU32)}),
+              Results(3, kInvalid));
+    values[100] = 4096;
+    EXPECT_EQ(set(lut, FieldParameterAccess{kU32, 0, 200, 0, v}, kBlock), kRange);
+    EXPECT_EQ(set(lut, FieldParameterInt{4096, 3}, kEntry), kRange);
+    EXPECT_EQ(control::field(kLutR), std::vector<uint64_t>(4096, 0));
+
+    for (uint32_t i = 0; i < 4096; ++i) values[i] = 4095 - i;
+    ASSERT_EQ(set(lut, FieldParameterAccess{kU32, 0, 4096, 0, v}, kBlock), 0);
+    EXPECT_EQ(control::field(kLutR), std::vector<uint64_t>(values.begin(), values.end() - 1));
+    FieldParameterInt one{0, 17};
+    FieldParameterAccess tail{kU32, 4093, 3, 0, v};
+    EXPECT_EQ(
+        (Results{set(lut, FieldParameterInt{5, 17}, kEntry), get(lut, one, kEntry), get(lut, tail, kBlock)}),
+        Results(3, 0));
+    EXPECT_EQ(std::vector<uint32_t>({one.value, v[0], v[1], v[2]}), (std::vector<uint32_t>{5, 2, 1, 0}));
+}
+
+// Raw registers, on board 1 with a design of its own.
+TEST(Registers, AccessRules) {
+    control::reset();
+    const std::string text =
+        "QORV-DESIGN 1\nname T\nversion 1\ntypecode 1\nuid u\nregister R 8 ro\nregister W 8 wo\n"
+        "register E 1 rw\nregister X 32 rw\nbitstream 0 2d06800538d394c2\n\nend\n";
+    fpga_design* d = HapLoadDesignFromBuffer(text.data(), text.size(), 1);
+    Fg_Struct* fg = Fg_InitHandle("T", QorvBoardOpen(1), d);
+    ASSERT_NE(fg, nullptr);
+    ZEdevice* board = QorvBoardOpen(1);
+    const std::tuple<int, uint64_t, int> writes[] = {
+        {4, 1ull << 32, kRange}, {4, 0xffffffff, 0}, {1, 1, kNA},     {2, 1, 0}, {3, 1, 0},
+        {3, 2, kRange},          {0, 1, kInvalid},   {5, 1, kInvalid}};
+    for (const auto& [number, value, result] : writes)
+        EXPECT_EQ(QorvRegisterWrite(board, number, value), result) << number << "=" << value;
+    EXPECT_EQ(control::writes(1),
+              (Strings{"X=4294967296 !-6000", "X=4294967295", "R=1 !-12", "W=1", "E=1", "E=2 !-6000"}));
+    EXPECT_EQ(control::writes(0), Strings{});
+    uint64_t r = 7, w = 7, e = 7;
+    EXPECT_EQ((Results{QorvRegisterRead(board, 1, &r), QorvRegisterRead(board, 2, &w),
+                       QorvRegisterRead(board, 3, &e), QorvRegisterRead(board, 0, &w),
+                       QorvRegisterRead(board, 5, &w), QorvRegisterRead(board, 3, nullptr)}),
+              (Results{0, kNA, 0, kInvalid, kInvalid, kInvalid}));
+    EXPECT_EQ(std::tuple(r, w, e), std::tuple(0u, 7u, 1u));
+    Fg_FreeGrabber(fg);
+    HapUnloadHapFile(d);
+}
+
+// Every attempt on a known target is journaled in order, a refused one with its error.
+TEST_F(PlainHandle, JournalKeepsOrderAndTextForm) {
+    std::vector<uint32_t> lut(4096, 0);
+    const std::string lutG = "Device1_Process0_LookupTable_G_LUTcontent";
+    set(id(kXLength), 1024u, kU32);
+    set(id(kRed), 1.5, kDouble);
+    set(id(kLutR), FieldParameterAccess{kU32, 0, 4096, 0, lut.data()}, kBlock);
+    set(id(lutG), FieldParameterInt{5, 17}, kEntry);
+    QorvRegisterWrite(QorvBoardOpen(0), reg("AAGenEnable"), 1);
+    set(id(kFormat), 9u, kU32);
+    set(FG_TIMEOUT, int32_t{30}, kI32);
+    EXPECT_EQ(control::writes(),
+              (Strings{kXLength + "=1024", kRed + "=1.5", kLutR + "[0+4096]", lutG + "[17]=5",
+                       "AAGenEnable=1", kFormat + "=9 !-6000", "FG_TIMEOUT=30"}));
+}
+
+// A rule fails the nth access of a name, or of any, once; reset clears rules, values and journal.
+TEST_F(PlainHandle, InjectedFailuresAndReset) {
+    control::failWrite(kFormat, 2, FG_NOT_ENOUGH_MEMORY);
+    control::failWrite("", 5, -5);
+    control::failRead("", 1, -6);
+    uint32_t out = 99;
+    EXPECT_EQ((Results{set(id(kXLength), 3u, kU32), set(id(kFormat), 3u, kU32), set(id(kFormat), 4u, kU32),
+                       set(id(kFormat), 4u, kU32), QorvRegisterWrite(QorvBoardOpen(0), reg("AAGenRoll"), 1),
+                       get(id(kFormat), out, kU32), get(id(kFormat), out, kU32)}),
+              (Results{0, 0, FG_NOT_ENOUGH_MEMORY, 0, -5, -6, 0}));
+    EXPECT_EQ(out, 4u);
+    EXPECT_EQ(control::writesMatching("!"), (Strings{kFormat + "=4 !-500", "AAGenRoll=1 !-5"}));
+
+    set(FG_TIMEOUT, 30u, kU32);
+    control::setFieldEntry(kLutR, 9, 9);
+    control::failWrite(kFormat, 1, -1);
+    control::reset();
+    EXPECT_EQ(
+        std::tuple(control::value(kFormat), control::fieldEntry(kLutR, 9), control::sdkValue(FG_TIMEOUT)),
+        std::tuple(0u, 0u, 1000000u));
+    EXPECT_EQ(control::writes(), Strings{});
+    EXPECT_EQ(set(id(kFormat), 5u, kU32), 0);
+    EXPECT_THROW(control::value(kFormat, 1), std::invalid_argument);  // board 1 has no design
+    control::loadDesign(VBOARD_DESIGN_FILE, 1);                       // until one is loaded
+    EXPECT_EQ(control::value(kFormat, 1), 0u);
+    EXPECT_THROW(control::setValue("NoSuchParameter", 1), std::invalid_argument);
+    EXPECT_THROW(control::failWrite(kFormat, 0, -1), std::invalid_argument);
+    EXPECT_THROW(control::setValue(kFormat, 8), std::out_of_range);
+}
+
+// The SDK's own parameters as described, written and read; the last two are what the board reports.
+TEST_F(PlainHandle, SdkParameters) {
+    RegisterInfo* group = Fg_getParameterInfo(fg, 0);
+    ASSERT_NE(group, nullptr);
+    ASSERT_EQ(group->u.gReg.nrOfElements, 4);
+    const std::tuple<const char*, int, uint32_t, uint32_t> expected[] = {
+        {"FG_TIMEOUT", FG_TIMEOUT, 2, 2147483646},
+        {"FG_TURBO_DMA_MODE", FG_TURBO_DMA_MODE, 0, 1},
+        {"FG_CAMSTATUS_EXTENDED", FG_CAMSTATUS_EXTENDED, 0, UINT32_MAX},
+        {"FG_DIGIO_INPUT", FG_DIGIO_INPUT, 0, UINT32_MAX}};
+    for (int i = 0; i < 4; ++i) {
+        const auto& [name, id, from, to] = expected[i];
+        const RegisterInfo* leaf = group->u.gReg.elements[i];
+        const bool readOnly = i >= 2;
+        EXPECT_EQ(std::tuple(std::string(leaf->parameterName), Fg_getParameterIdByName(fg, name), leaf->id,
+                             leaf->u.uiReg.from, leaf->u.uiReg.to, leaf->accessFlags),
+                  std::tuple(std::string(name), id, id, from, to,
+                             readOnly ? FG_ACCESS_READ : FG_ACCESS_READ_WRITE_CHANGE));
+        control::setSdkValue(id, 0xa5);
+        uint64_t v = ~0ull;
+        EXPECT_EQ((Results{set(id, to, kU32), get(id, v, kU64), long(v)}),
+                  (Results{readOnly ? kNA : 0, 0, readOnly ? 0xa5 : long(to)}));
+        if (readOnly) continue;
+        EXPECT_EQ(
+            (Results{set(id, from - 1, kI32), set(id, to + 1, kU32), Fg_setParameter(fg, id, &from, 0)}),
+            (Results{kRange, kRange, 0}));
+        EXPECT_EQ(control::sdkValue(id), from);
+    }
+}
+
+TEST(Handles, InitErrors) {
+    fpga_design* design = HapLoadHapFileWithType(VBOARD_DESIGN_FILE, 2628, 1);
+    int notABoard = 0;
+    EXPECT_EQ((Results{initError(Fg_InitHandle("P", reinterpret_cast<ZEdevice*>(&notABoard), design)),
+                       initError(Fg_InitHandle("P", nullptr, design)),
+                       initError(Fg_InitHandle("P", QorvBoardOpen(0), nullptr)),
+                       initError(Fg_Init("/nonexistent/libPellucid.so", 0)), initError(Fg_Init(nullptr, 0)),
+                       initError(Fg_Init("Pellucid", 2)), initError(Fg_Init("NoSuchApplet", 0)),
+                       initError(Fg_Init("qorv_hw", 0)),             // loads, but has no Std_entry
+                       initError(Fg_Init(VBOARD_FAKE_APPLET, 1))}),  // which refuses board 1
+              (Results{FG_INVALID_BOARD, FG_INVALID_BOARD, kInvalid, FG_APPLET_NOT_LOADED, kInvalid,
+                       FG_INVALID_BOARD, FG_APPLET_NOT_LOADED, FG_APPLET_NOT_LOADED, FG_DESIGN_LOAD_FAILED}));
+    EXPECT_FALSE(loaded(VBOARD_FAKE_APPLET));
+    HapUnloadHapFile(design);
+}
+
+// A handle opened with an applet (a stand-in that echoes what reaches it) routes every call to it.
+TEST(Applets, HandleRoutesEveryCallToTheApplet) {
     Fg_Struct* fg = Fg_Init(VBOARD_FAKE_APPLET, 0);
     ASSERT_NE(fg, nullptr) << Fg_getLastErrorNumber(nullptr);
-    EXPECT_NE(fg->Master, nullptr);
-    EXPECT_TRUE(loaded(VBOARD_FAKE_APPLET));
-
     int v = 0;
-    EXPECT_EQ(Fg_setParameterWithType(fg, 100, &v, 3, FG_PARAM_TYPE_DOUBLE), FG_PARAM_TYPE_DOUBLE);
-    EXPECT_EQ(Fg_setParameter(fg, 100, &v, 3), FG_PARAM_TYPE_AUTO);  // untyped goes to the typed export
-    EXPECT_EQ(Fg_getParameter(fg, 40, &v, 2), FG_PARAM_TYPE_AUTO);
-    EXPECT_EQ(v, 42);
-    EXPECT_EQ(Fg_getLastErrorNumber(fg), -4242);
-    EXPECT_EQ(Fg_getStatusEx(fg, 5, 6, 0, nullptr), 11);
-    // Functions the applet lacks.
-    EXPECT_EQ(Fg_getAppletId(fg, nullptr), FG_NOT_AVAILABLE);
-    EXPECT_EQ(Fg_AcquireEx(fg, 0, 1, ACQ_STANDARD, nullptr), FG_NOT_AVAILABLE);
-    EXPECT_EQ(Fg_getParameterName(fg, 0), nullptr);
-    EXPECT_EQ(Fg_getParameterInfo(fg, 0), nullptr);
-    EXPECT_EQ(Fg_getEventMask(fg, "FG_OVERFLOW_CAM0"), 0u);
-    // The SDK's own memory functions still serve the applet's board.
-    dma_mem* memory = Fg_AllocMemEx(fg, 16, 2);
-    EXPECT_NE(memory, nullptr);
-
-    EXPECT_EQ(Fg_FreeGrabber(fg), 7);  // the applet's answer
+    // The untyped calls go to the typed exports; the applet lacks the last two.
+    EXPECT_EQ((Results{Fg_setParameterWithType(fg, 100, &v, 3, kDouble), Fg_setParameter(fg, 100, &v, 3),
+                       Fg_getParameter(fg, 40, &v, 2), v, Fg_getLastErrorNumber(fg),
+                       Fg_getAppletId(fg, nullptr), Fg_AcquireEx(fg, 0, 1, ACQ_STANDARD, nullptr)}),
+              (Results{kDouble, FG_PARAM_TYPE_AUTO, FG_PARAM_TYPE_AUTO, 42, -4242, kNA, kNA}));
+    EXPECT_NE(Fg_AllocMemEx(fg, 16, 2), nullptr);  // the SDK's own memory serves the applet's board
+    EXPECT_EQ(Fg_FreeGrabber(fg), 7);              // the applet's answer
     EXPECT_FALSE(loaded(VBOARD_FAKE_APPLET));
-}
-
-TEST(Routing, EntryFailureIsReportedAndUnloads) {
-    EXPECT_EQ(Fg_Init(VBOARD_FAKE_APPLET, 1), nullptr);  // the stand-in refuses board 1
-    EXPECT_EQ(Fg_getLastErrorNumber(nullptr), FG_DESIGN_LOAD_FAILED);
-    EXPECT_FALSE(loaded(VBOARD_FAKE_APPLET));
-}
-
-TEST(Routing, BareNamesAreLookedUpInTheAppletFolder) {
-    const std::string dir = std::filesystem::path(VBOARD_FAKE_APPLET).parent_path();
-    setenv("QORV_APPLET_DIR", dir.c_str(), 1);
-    Fg_Struct* fg = Fg_Init("vboard_fake_applet", 0);
+    setenv("QORV_APPLET_DIR", std::filesystem::path(VBOARD_FAKE_APPLET).parent_path().c_str(), 1);
+    fg = Fg_Init("vboard_fake_applet", 0);  // a bare name, looked up in the applet folder
     unsetenv("QORV_APPLET_DIR");
-    ASSERT_NE(fg, nullptr) << Fg_getLastErrorNumber(nullptr);
-    EXPECT_EQ(Fg_FreeGrabber(fg), 7);
+    EXPECT_EQ(fg != nullptr ? Fg_FreeGrabber(fg) : initError(fg), 7);
 }
-
-// ---- acquisition ----
 
 class Acquisition : public PlainHandle {
   protected:
     void SetUp() override {
         PlainHandle::SetUp();
-        memory = Fg_AllocMemEx(fg, 64, 4);
-        ASSERT_NE(memory, nullptr);
+        ASSERT_NE(memory = Fg_AllocMemEx(fg, 64, 4), nullptr);
     }
+    long status(int query) { return Fg_getStatusEx(fg, query, 0, 0, memory); }
+    long waitFor(long picture, int seconds) {
+        return Fg_getLastPicNumberBlockingEx(fg, picture, 0, seconds, memory);
+    }
+    int acquire(long pictures, dma_mem* m) { return Fg_AcquireEx(fg, 0, pictures, ACQ_STANDARD, m); }
     dma_mem* memory = nullptr;
 };
 
-TEST_F(Acquisition, MemoryArguments) {
-    EXPECT_EQ(Fg_AllocMemEx(fg, 0, 4), nullptr);
-    EXPECT_EQ(Fg_getLastErrorNumber(fg), FG_INVALID_PARAMETER);
-    EXPECT_EQ(Fg_AllocMemEx(fg, 64, 0), nullptr);
-    EXPECT_EQ(Fg_AllocMemEx(fg, 64, -1), nullptr);
-    EXPECT_EQ(Fg_AllocMemEx(fg, SIZE_MAX / 2, 4), nullptr);
-    EXPECT_EQ(Fg_getLastErrorNumber(fg), FG_NOT_ENOUGH_MEMORY);
-
+// Buffers are used round; foreign or no memory, other channels and bad counts are refused.
+TEST_F(Acquisition, Arguments) {
+    EXPECT_EQ((Results{Fg_AllocMemEx(fg, 0, 4) == nullptr, Fg_getLastErrorNumber(fg),
+                       Fg_AllocMemEx(fg, 64, 0) == nullptr, Fg_AllocMemEx(fg, SIZE_MAX / 2, 4) == nullptr,
+                       Fg_getLastErrorNumber(fg)}),
+              (Results{1, kInvalid, 1, 1, FG_NOT_ENOUGH_MEMORY}));
     auto* base = static_cast<unsigned char*>(Fg_getImagePtrEx(fg, 1, 0, memory));
-    ASSERT_NE(base, nullptr);
     EXPECT_EQ(Fg_getImagePtrEx(fg, 2, 0, memory), base + 64);
-    EXPECT_EQ(Fg_getImagePtrEx(fg, 5, 0, memory), base);  // buffers are used round
-    EXPECT_EQ(Fg_getImagePtrEx(fg, 0, 0, memory), nullptr);
-    EXPECT_EQ(Fg_getImagePtrEx(fg, 1, 1, memory), nullptr);
-    EXPECT_EQ(Fg_getImagePtrEx(fg, 1, 0, nullptr), nullptr);
+    EXPECT_EQ(Fg_getImagePtrEx(fg, 5, 0, memory), base);
+    for (auto [picture, dma, m] : {std::tuple{0, 0u, memory}, {1, 1u, memory}, {1, 0u, nullptr}})
+        EXPECT_EQ(Fg_getImagePtrEx(fg, picture, dma, m), nullptr) << picture << " " << dma;
 
-    EXPECT_EQ(Fg_FreeMemEx(fg, memory), 0);
-    EXPECT_EQ(Fg_FreeMemEx(fg, memory), FG_INVALID_MEMORY);
-    EXPECT_EQ(Fg_FreeMemEx(fg, nullptr), FG_INVALID_MEMORY);
+    fpga_design* other = HapLoadHapFileWithType(VBOARD_DESIGN_FILE, 2628, 1);
+    Fg_Struct* board1 = Fg_InitHandle("Pellucid.hap", QorvBoardOpen(1), other);
+    dma_mem* foreign = Fg_AllocMemEx(board1, 64, 1);
+    EXPECT_EQ((Results{Fg_AcquireEx(fg, 1, 1, ACQ_STANDARD, memory), acquire(1, nullptr), acquire(1, foreign),
+                       acquire(0, memory), acquire(-2, memory), Fg_stopAcquire(fg, 0)}),
+              (Results{kInvalid, FG_INVALID_MEMORY, FG_INVALID_MEMORY, kInvalid, kInvalid,
+                       FG_ACQUISITION_NOT_RUNNING}));
+    ASSERT_EQ(acquire(GRAB_INFINITE, memory), 0);
+    EXPECT_EQ((Results{acquire(1, memory), Fg_FreeMemEx(fg, memory), status(VBOARD_STATUS_ACQUIRING),
+                       Fg_getStatusEx(board1, VBOARD_STATUS_ACQUIRING, 0, 0, nullptr),
+                       status(VBOARD_STATUS_BUFFER_COUNT), status(999),
+                       Fg_stopAcquireEx(fg, 0, memory, STOP_ASYNC), status(VBOARD_STATUS_ACQUIRING)}),
+              (Results{FG_ACQUISITION_RUNNING, FG_ACQUISITION_RUNNING, 1, 0, 4, kInvalid, 0, 0}));
+    Fg_FreeGrabber(board1);  // frees `foreign` with it
+    HapUnloadHapFile(other);
+    EXPECT_EQ((Results{Fg_FreeMemEx(fg, memory), Fg_FreeMemEx(fg, memory), Fg_FreeMemEx(fg, nullptr)}),
+              (Results{0, FG_INVALID_MEMORY, FG_INVALID_MEMORY}));
     memory = nullptr;
 }
 
-TEST_F(Acquisition, ArgumentChecks) {
-    fpga_design* other = HapLoadHapFileWithType(designFile(), 2628, 1);
-    Fg_Struct* board1 = Fg_InitHandle("Pellucid.hap", QorvBoardOpen(1), other);
-    ASSERT_NE(board1, nullptr);
-    dma_mem* foreign = Fg_AllocMemEx(board1, 64, 1);
-    int junk = 0;
-    auto* notMemory = reinterpret_cast<dma_mem*>(&junk);
-
-    struct {
-        unsigned dma;
-        long count;
-        dma_mem* memory;
-        int result;
-    } cases[] = {
-        {1, 1, memory, FG_INVALID_PARAMETER}, {0, 1, nullptr, FG_INVALID_MEMORY},
-        {0, 1, foreign, FG_INVALID_MEMORY},   {0, 1, notMemory, FG_INVALID_MEMORY},
-        {0, 0, memory, FG_INVALID_PARAMETER}, {0, -2, memory, FG_INVALID_PARAMETER},
-    };
-    for (const auto& c : cases) EXPECT_EQ(Fg_AcquireEx(fg, c.dma, c.count, ACQ_STANDARD, c.memory), c.result);
-    EXPECT_EQ(Fg_stopAcquireEx(fg, 0, memory, STOP_ASYNC), FG_ACQUISITION_NOT_RUNNING);
-    EXPECT_EQ(Fg_stopAcquire(fg, 0), FG_ACQUISITION_NOT_RUNNING);
-
-    ASSERT_EQ(Fg_AcquireEx(fg, 0, GRAB_INFINITE, ACQ_STANDARD, memory), 0);
-    EXPECT_EQ(Fg_AcquireEx(fg, 0, 1, ACQ_STANDARD, memory), FG_ACQUISITION_RUNNING);
-    EXPECT_EQ(Fg_Acquire(fg, 0, 1), FG_ACQUISITION_RUNNING);
-    EXPECT_EQ(Fg_FreeMemEx(fg, memory), FG_ACQUISITION_RUNNING);
-    EXPECT_EQ(Fg_getStatusEx(fg, VBOARD_STATUS_ACQUIRING, 0, 0, nullptr), 1);
-    EXPECT_EQ(Fg_getStatusEx(board1, VBOARD_STATUS_ACQUIRING, 0, 0, nullptr), 0);  // another board
-    EXPECT_EQ(Fg_getStatusEx(fg, VBOARD_STATUS_BUFFER_COUNT, 0, 0, memory), 4);
-    EXPECT_EQ(Fg_getStatusEx(fg, 999, 0, 0, memory), FG_INVALID_PARAMETER);
-    EXPECT_EQ(Fg_getLastPicNumberEx(fg, 0, foreign), FG_INVALID_MEMORY);
-    EXPECT_EQ(Fg_stopAcquireEx(fg, 0, nullptr, STOP_ASYNC), FG_INVALID_MEMORY);
-    EXPECT_EQ(Fg_stopAcquireEx(fg, 0, memory, STOP_ASYNC), 0);
-    EXPECT_EQ(Fg_getStatusEx(fg, VBOARD_STATUS_ACQUIRING, 0, 0, nullptr), 0);
-
-    Fg_FreeGrabber(board1);  // frees `foreign` with it
-    HapUnloadHapFile(other);
-}
-
-TEST_F(Acquisition, PictureNumbersAndBlockingWait) {
-    ASSERT_EQ(Fg_AcquireEx(fg, 0, 3, ACQ_STANDARD, memory), 0);
-    EXPECT_EQ(Fg_getLastPicNumberEx(fg, 0, memory), 0);
-    EXPECT_EQ(Fg_getLastPicNumberBlockingEx(fg, 1, 0, 0, memory), FG_TIMEOUT_ERR);
-    EXPECT_EQ(Fg_getLastErrorNumber(fg), FG_TIMEOUT_ERR);
-    EXPECT_EQ(Fg_getLastPicNumberBlockingEx(fg, 0, 0, 0, memory), FG_INVALID_PARAMETER);
-
-    const auto start = std::chrono::steady_clock::now();
-    EXPECT_EQ(Fg_getLastPicNumberBlockingEx(fg, 1, 0, 1, memory), FG_TIMEOUT_ERR);
-    const auto waited = std::chrono::steady_clock::now() - start;
-    EXPECT_GE(waited, std::chrono::milliseconds(900));
-    EXPECT_LT(waited, std::chrono::seconds(3));
-
+TEST_F(Acquisition, PictureNumbersBlockingWaitAndFreeing) {
+    ASSERT_EQ(acquire(3, memory), 0);
+    EXPECT_EQ((Results{waitFor(1, 0), Fg_getLastErrorNumber(fg), Fg_getLastPicNumberEx(fg, 0, memory),
+                       Fg_getLastErrorNumber(fg), waitFor(0, 0)}),
+              (Results{FG_TIMEOUT_ERR, FG_TIMEOUT_ERR, 0, 0, kInvalid}));
     // A picture completing during the wait ends it.
     std::thread source([] {
         std::this_thread::sleep_for(std::chrono::milliseconds(20));
         control::deliverFrames(2);
     });
-    EXPECT_EQ(Fg_getLastPicNumberBlockingEx(fg, 2, 0, 10, memory), 2);
+    EXPECT_EQ(waitFor(2, 10), 2);
     source.join();
-    EXPECT_EQ(Fg_getLastPicNumberEx(fg, 0, memory), 2);
-
     control::deliverFrames(5);  // only the third of the three pictures arrives
-    EXPECT_EQ(Fg_getLastPicNumberEx(fg, 0, memory), 3);
-    EXPECT_EQ(Fg_getStatusEx(fg, VBOARD_STATUS_ACQUIRING, 0, 0, memory), 0);
-    EXPECT_EQ(Fg_getStatusEx(fg, VBOARD_STATUS_LAST_PICTURE, 0, 0, memory), 3);
-    EXPECT_EQ(Fg_stopAcquireEx(fg, 0, memory, STOP_SYNC), FG_ACQUISITION_NOT_RUNNING);
-}
-
-TEST_F(Acquisition, FreeingTheHandleStopsItsAcquisition) {
+    EXPECT_EQ((Results{status(VBOARD_STATUS_LAST_PICTURE), status(VBOARD_STATUS_ACQUIRING),
+                       Fg_stopAcquireEx(fg, 0, memory, STOP_SYNC)}),
+              (Results{3, 0, FG_ACQUISITION_NOT_RUNNING}));
+    // Freeing the handle stops its acquisition and frees its memory.
     ASSERT_EQ(Fg_Acquire(fg, 0, GRAB_INFINITE), 0);
     ASSERT_EQ(Fg_FreeGrabber(fg), 0);
     fg = Fg_InitHandle("Pellucid.hap", QorvBoardOpen(0), design);
-    ASSERT_NE(fg, nullptr);
-    EXPECT_EQ(Fg_Acquire(fg, 0, 1), 0);
-    EXPECT_EQ(Fg_stopAcquire(fg, 0), 0);
-    EXPECT_EQ(Fg_FreeMemEx(fg, memory), FG_INVALID_MEMORY);  // went with its handle
-}
-
-TEST(Errors, TextsOfErrorNumbers) {
-    EXPECT_STREQ(Fg_getErrorDescription(FG_TIMEOUT_ERR), "timeout");
-    EXPECT_STRNE(Fg_getErrorDescription(FG_CONFIG_KEY_NOT_FOUND), "unknown error");
-    EXPECT_STREQ(Fg_getErrorDescription(-12345), "unknown error");
+    EXPECT_EQ((Results{Fg_Acquire(fg, 0, 1), Fg_stopAcquire(fg, 0), Fg_FreeMemEx(fg, memory)}),
+              (Results{0, 0, FG_INVALID_MEMORY}));  // the memory went with its handle
 }
 
 }  // namespace

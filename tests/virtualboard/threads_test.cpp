@@ -17,14 +17,13 @@ TEST_F(PlainHandle, ConcurrentWritesAndJournalReads) {
     std::atomic<int> failures{0};
 
     std::thread reader([&] {
-        size_t seen = 0;
-        while (!done) {
+        for (size_t seen = 0; !done;) {
             const auto journal = control::journal();
             EXPECT_GE(journal.size(), seen);  // only ever grows
             seen = journal.size();
             control::writesMatching("XLength");
             uint32_t v = 0;
-            Fg_getParameter(fg, xLength, &v, 0);
+            get(xLength, v, kU32);
         }
     });
     std::vector<std::thread> writers;
@@ -32,11 +31,9 @@ TEST_F(PlainHandle, ConcurrentWritesAndJournalReads) {
         writers.emplace_back([&, w] {
             for (uint32_t i = 0; i < kWrites; ++i) {
                 const uint32_t value = w * kWrites + i;
-                if (Fg_setParameterWithType(fg, xLength, &value, 0, FG_PARAM_TYPE_UINT32_T) != 0) ++failures;
-                FieldParameterInt entry{i % 4096, (w * kWrites + i) % 4096};
-                if (Fg_setParameterWithType(fg, lut, &entry, 0, FG_PARAM_TYPE_STRUCT_FIELDPARAMINT) != 0)
-                    ++failures;
-                if (QorvRegisterWrite(QorvBoardOpen(0), enable, value) != 0) ++failures;
+                failures += (set(xLength, value, kU32) != 0) +
+                            (QorvRegisterWrite(QorvBoardOpen(0), enable, value) != 0) +
+                            (set(lut, FieldParameterInt{i % 4096, value % 4096}, kEntry) != 0);
             }
         });
     }
