@@ -113,32 +113,41 @@ int naturalType(const ParameterLayout& p) {
     return FG_PARAM_TYPE_INVALID;
 }
 
-bool designPosition(Board* b, int id, ParameterLayout* layout, int* position) {
-    if (id < VBOARD_DESIGN_PARAMETER_ID_BASE) return false;
-    *position = id - VBOARD_DESIGN_PARAMETER_ID_BASE;
-    return b->parameterLayout(*position, layout);
+// What an id names on a plain handle: one of the SDK's own parameters or a design parameter.
+struct Target {
+    const SdkParameter* sdk = nullptr;
+    ParameterLayout layout;
+    int position = -1;  // of a design parameter
+};
+
+Target resolve(Board* b, int id) {
+    Target t;
+    t.sdk = findSdkParameter(id);
+    if (t.sdk == nullptr && id >= VBOARD_DESIGN_PARAMETER_ID_BASE &&
+        b->parameterLayout(id - VBOARD_DESIGN_PARAMETER_ID_BASE, &t.layout))
+        t.position = id - VBOARD_DESIGN_PARAMETER_ID_BASE;
+    return t;
 }
 
-int writePlain(Board* b, int id, const void* value, int type);
+int writePlain(Board* b, const Target& t, const void* value, int type);
 
 int setPlain(HandleState* s, int id, const void* value, unsigned int dmaIndex, int type) {
     if (value == nullptr || dmaIndex != 0) return FG_INVALID_PARAMETER;
-    const int error = writePlain(s->board, id, value, type);
-    if (ParameterLayout layout; id >= VBOARD_DESIGN_PARAMETER_ID_BASE &&
-                                s->board->parameterLayout(id - VBOARD_DESIGN_PARAMETER_ID_BASE, &layout))
-        s->board->afterWrite(layout.name);
+    const Target t = resolve(s->board, id);
+    const int error = writePlain(s->board, t, value, type);
+    if (t.position >= 0) s->board->afterWrite(t.layout.name);
     return error;
 }
 
-int writePlain(Board* b, int id, const void* value, int type) {
-    if (findSdkParameter(id) != nullptr) {
+int writePlain(Board* b, const Target& t, const void* value, int type) {
+    if (t.sdk != nullptr) {
         if (type == FG_PARAM_TYPE_AUTO) type = FG_PARAM_TYPE_UINT32_T;
         if (!isInteger(type)) return FG_INVALID_PARAMETER;
-        return b->writeSdk(id, loadInteger(value, type), type);
+        return b->writeSdk(t.sdk->id, loadInteger(value, type), type);
     }
-    ParameterLayout layout;
-    int position = 0;
-    if (!designPosition(b, id, &layout, &position)) return FG_INVALID_PARAMETER;
+    if (t.position < 0) return FG_INVALID_PARAMETER;
+    const ParameterLayout& layout = t.layout;
+    const int position = t.position;
     if (type == FG_PARAM_TYPE_AUTO) type = naturalType(layout);
     switch (layout.kind) {
         case ParamKind::Uint:
@@ -166,32 +175,28 @@ int writePlain(Board* b, int id, const void* value, int type) {
     return FG_INVALID_PARAMETER;
 }
 
-int readPlain(Board* b, int id, void* value, int type);
+int readPlain(Board* b, const Target& t, void* value, int type);
 
 int getPlain(HandleState* s, int id, void* value, unsigned int dmaIndex, int type) {
     if (value == nullptr || dmaIndex != 0) return FG_INVALID_PARAMETER;
-    Board* b = s->board;
-    const int error = readPlain(b, id, value, type);
-    if (const SdkParameter* p = findSdkParameter(id)) {
-        b->recordRead(p->name, type, error);
-    } else if (ParameterLayout layout; id >= VBOARD_DESIGN_PARAMETER_ID_BASE &&
-                                       b->parameterLayout(id - VBOARD_DESIGN_PARAMETER_ID_BASE, &layout)) {
-        b->recordRead(layout.name, type, error);
-    }
+    const Target t = resolve(s->board, id);
+    const int error = readPlain(s->board, t, value, type);
+    if (t.sdk != nullptr) s->board->recordRead(t.sdk->name, type, error);
+    if (t.position >= 0) s->board->recordRead(t.layout.name, type, error);
     return error;
 }
 
-int readPlain(Board* b, int id, void* value, int type) {
+int readPlain(Board* b, const Target& t, void* value, int type) {
     uint64_t v = 0;
-    if (findSdkParameter(id) != nullptr) {
+    if (t.sdk != nullptr) {
         if (type == FG_PARAM_TYPE_AUTO) type = FG_PARAM_TYPE_UINT32_T;
         if (!isInteger(type)) return FG_INVALID_PARAMETER;
-        if (int error = b->readSdk(id, &v)) return error;
+        if (int error = b->readSdk(t.sdk->id, &v)) return error;
         return storeInteger(v, value, type);
     }
-    ParameterLayout layout;
-    int position = 0;
-    if (!designPosition(b, id, &layout, &position)) return FG_INVALID_PARAMETER;
+    if (t.position < 0) return FG_INVALID_PARAMETER;
+    const ParameterLayout& layout = t.layout;
+    const int position = t.position;
     if (type == FG_PARAM_TYPE_AUTO) type = naturalType(layout);
     switch (layout.kind) {
         case ParamKind::Uint:
