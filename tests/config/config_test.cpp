@@ -148,35 +148,27 @@ TEST_F(Configuration, AMissingKeyFailsTheFirstPassAfterOverwritingEarlierCaches)
 
 TEST_F(Configuration, HeaderRulesDecideWhetherALoadStarts) {
     const std::string good = save("good.mcf");
-    struct Case {
-        const char* what;
-        std::string text;
-        const char* file;
-        int result;
-    };
     auto replaced = [&](const std::string& from, const std::string& to) {
         std::string t = good;
         t.replace(t.find(from), from.size(), to);
         return t;
     };
-    const Case cases[] = {
-        {"another applet's file", replaced("Typ='Pellucid'", "Typ='Other'"), "other.mcf",
-         FG_CONFIG_LOAD_FAILED},
-        {"no maker", replaced("Hersteller=", "Maker="), "maker.mcf", FG_CONFIG_LOAD_FAILED},
-        {"no active port", replaced("AktivePort=", "Port="), "port.mcf", FG_CONFIG_LOAD_FAILED},
-        {"not a configuration file name", good, "good.txt", FG_CONFIG_LOAD_FAILED},
-        {"no port section", replaced("[Port A]", "[Port Z]"), "section.mcf", FG_CONFIG_LOAD_FAILED},
-        {"a width off the 16-pixel grid", replaced("FG_WIDTH=1024;", "FG_WIDTH=1000;"), "grid.mcf",
-         FG_CONFIG_LOAD_FAILED},
-        {"a value outside its enumeration", replaced("FG_FORMAT=2;", "FG_FORMAT=3;"), "enum.mcf",
-         FG_CONFIG_LOAD_FAILED},
-        {"width and x offset beyond the buffer", replaced("FG_XOFFSET=0;", "FG_XOFFSET=15376;"), "roi.mcf",
-         FG_CONFIG_LOAD_FAILED},
-    };
-    for (const Case& c : cases) {
-        writeText(folder / c.file, c.text);
-        EXPECT_EQ(load(folder / c.file), c.result) << c.what;
-        EXPECT_EQ(lastError(), FG_CONFIG_LOAD_FAILED) << c.what;
+    // Each refused: another applet's file, no maker, no active port, no port section, a width off
+    // the 16-pixel grid, a value outside its enumeration, width and x offset beyond the buffer, and
+    // a good file under a name that is not a configuration file's.
+    const std::pair<std::string, std::string> cases[] = {
+        {"1.mcf", replaced("Typ='Pellucid'", "Typ='Other'")},
+        {"2.mcf", replaced("Hersteller=", "Maker=")},
+        {"3.mcf", replaced("AktivePort=", "Port=")},
+        {"4.mcf", replaced("[Port A]", "[Port Z]")},
+        {"5.mcf", replaced("FG_WIDTH=1024;", "FG_WIDTH=1000;")},
+        {"6.mcf", replaced("FG_FORMAT=2;", "FG_FORMAT=3;")},
+        {"7.mcf", replaced("FG_XOFFSET=0;", "FG_XOFFSET=15376;")},
+        {"good.txt", good}};
+    for (const auto& [file, text] : cases) {
+        writeText(folder / file, text);
+        EXPECT_EQ(load(folder / file), FG_CONFIG_LOAD_FAILED) << file;
+        EXPECT_EQ(lastError(), FG_CONFIG_LOAD_FAILED) << file;
     }
     EXPECT_EQ(load(folder / "missing.mcf"), FG_FILE_NOT_FOUND);
     EXPECT_EQ(lastError(), FG_CONFIG_LOAD_FAILED) << "the last error says the load failed";

@@ -1,10 +1,13 @@
 // The basis libraries: parameter registry, configuration and LUT file parsers, log, temporary files.
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <clocale>
 #include <cmath>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -369,6 +372,31 @@ TEST_F(LutFile, ReaderFollowsItsRules) {
     ASSERT_EQ(parser.getLutFromFile(write("nrOfElements=16777216;\n[gray]\n0,1;\n"), &read[0], "[gray]"), 0);
     ASSERT_EQ(read[0].nrOfElements, 16777216u);
     EXPECT_TRUE(read[0].lut[0] == 1u && read[0].lut[16777215] == 0u);
+}
+
+// `run` in a child process without root's right to write any file and with files limited to
+// 1000 bytes: its result, or -99 when it dies.
+int limitedChild(const std::function<int()>& run) {
+    const pid_t pid = fork();
+    if (pid == 0) {
+        const rlimit small{1000, 1000};
+        signal(SIGXFSZ, SIG_IGN);  // a write past the limit fails instead of ending the process
+        _exit((geteuid() != 0 || setuid(65534) == 0) && setrlimit(RLIMIT_FSIZE, &small) == 0 ? run() : -99);
+    }
+    int status = 0;
+    waitpid(pid, &status, 0);
+    return WIFEXITED(status) ? static_cast<int8_t>(WEXITSTATUS(status)) : -99;
+}
+
+TEST_F(LutFile, ReadOnlyFilesLoadAndAFailedWriteIsReported) {
+    std::vector<uint32_t> v(200, 4095);  // more than the limit, less than a stdio buffer
+    const LookupTable_s big{v.data(), 0, 200, 0, 0};
+    write("nrOfElements=1;\n[gray]\n0,9;\n");
+    fs::permissions(path, fs::perms::owner_read | fs::perms::group_read | fs::perms::others_read);
+    const std::string full = path + ".full";
+    EXPECT_EQ(limitedChild([&] { return parser.getLutFromFile(path.c_str(), &read[0], "[gray]"); }), 0);
+    EXPECT_EQ(limitedChild([&] { return parser.saveLutToFile(full.c_str(), &big); }), -1);
+    fs::remove(full);
 }
 
 // What `write` has flushed to an in-memory stream attached to a fresh log once it returns.
