@@ -7,7 +7,6 @@
 
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
 
 #include "applet_library.h"
 #include "fg_constants.h"
@@ -33,73 +32,53 @@ bool sdkLoaded() {
     return h != nullptr;
 }
 
-// Runs the test body in a fresh empty folder and returns to the old one afterwards.
-class InEmptyFolder : public ::testing::Test {
-  protected:
-    void SetUp() override {
-        old = fs::current_path();
-        folder = fs::temp_directory_path() / ("pellucid-entry-" + std::to_string(getpid()));
-        fs::create_directories(folder);
-        fs::current_path(folder);
-    }
-    void TearDown() override {
-        fs::current_path(old);
-        fs::remove_all(folder);
-        unsetenv("__QORV_FORCE_EXTERNAL_HAP");
-    }
-    fs::path old, folder;
-};
-
-// --- run with no SDK on the search path ---
-TEST(NoSdk, EntryFailsWithSdkNotLoaded) {
+// Run with no SDK on the search path, and with an SDK that has neither init function.
+TEST(SdkNotLoaded, EntryFails) {
     int error = 0;
     EXPECT_EQ(A().Std_entry(QorvBoardOpen(0), &error, 0), nullptr);
     EXPECT_EQ(error, FG_SDK_NOT_LOADED);
 }
 
-// --- run with the full SDK on the search path ---
-TEST_F(InEmptyFolder, ExternalDesignMissingFailsAndLeavesTheObjectAllocated) {
-    setenv("__QORV_FORCE_EXTERNAL_HAP", "", 1);  // presence is enough, the value is not read
-    int error = 0;
-    EXPECT_EQ(A().Std_entry(QorvBoardOpen(0), &error, 0), nullptr);
-    EXPECT_EQ(error, FG_DESIGN_LOAD_FAILED);
-    EXPECT_TRUE(sdkLoaded()) << "the object that opened the SDK was kept";
-}
-
-TEST_F(InEmptyFolder, ExternalDesignIsLoadedFromTheCurrentFolder) {
-    fs::copy_file(PELLUCID_DESIGN_PATH, folder / "Pellucid.hap");
-    setenv("__QORV_FORCE_EXTERNAL_HAP", "0", 1);
-    int error = 1;
-    Fg_Struct fg{};
-    fg.Master = A().Std_entry(QorvBoardOpen(0), &error, 0);
-    ASSERT_NE(fg.Master, nullptr);
-    EXPECT_EQ(error, 0);
-    EXPECT_EQ(A().Fg_getEventMask(&fg, "FG_TRIGGER_OUTPUT_CAM0"), 1UL << 21);
-    EXPECT_EQ(A().Fg_FreeGrabber(&fg), 0);
-}
-
-TEST(FullSdk, FailedSdkInitReportsTheSdksErrorAndDestroysTheObject) {
-    const bool loadedBefore = sdkLoaded();
+// --- run with the full SDK on the search path; the leaking design-load failure comes last ---
+TEST(FullSdk, TheObjectHoldsTheSdkUntilFreedOrItsInitFails) {
+    ASSERT_FALSE(sdkLoaded());
     int error = 0;
     EXPECT_EQ(A().Std_entry(nullptr, &error, 0), nullptr);  // no board: the SDK's init refuses
     EXPECT_EQ(error, FG_INVALID_BOARD);
-    if (!loadedBefore) {
-        EXPECT_FALSE(sdkLoaded()) << "the object and its SDK binding were released";
-    }
-}
+    EXPECT_FALSE(sdkLoaded()) << "the object and its SDK binding were released";
 
-TEST(FullSdk, FreeGrabberReleasesTheSdk) {
-    const bool loadedBefore = sdkLoaded();
     Fg_Struct fg{};
-    int error = 1;
     fg.Master = A().Std_entry(QorvBoardOpen(0), &error, 0);
     ASSERT_NE(fg.Master, nullptr);
     EXPECT_TRUE(sdkLoaded());
     EXPECT_EQ(A().Fg_FreeGrabber(&fg), 0);
     EXPECT_EQ(fg.Master, nullptr);
-    if (!loadedBefore) {
-        EXPECT_FALSE(sdkLoaded());
+    EXPECT_FALSE(sdkLoaded());
+}
+
+// With the switch set the design is read from the current folder instead of the library.
+TEST(FullSdk, ExternalDesignComesFromTheCurrentFolder) {
+    const fs::path old = fs::current_path();
+    const fs::path folder = fs::temp_directory_path() / ("pellucid-entry-" + std::to_string(getpid()));
+    fs::create_directories(folder);
+    fs::current_path(folder);
+    setenv("__QORV_FORCE_EXTERNAL_HAP", "", 1);  // presence is enough, the value is not read
+    int error = 0;
+    EXPECT_EQ(A().Std_entry(QorvBoardOpen(0), &error, 0), nullptr);
+    EXPECT_EQ(error, FG_DESIGN_LOAD_FAILED);
+    EXPECT_TRUE(sdkLoaded()) << "the object that opened the SDK was kept";
+
+    fs::copy_file(PELLUCID_DESIGN_PATH, folder / "Pellucid.hap");
+    Fg_Struct fg{};
+    fg.Master = A().Std_entry(QorvBoardOpen(0), &error, 0);
+    EXPECT_EQ(error, 0);
+    if (fg.Master != nullptr) {
+        EXPECT_EQ(A().Fg_getEventMask(&fg, "FG_TRIGGER_OUTPUT_CAM0"), 1UL << 21);
+        EXPECT_EQ(A().Fg_FreeGrabber(&fg), 0);
     }
+    unsetenv("__QORV_FORCE_EXTERNAL_HAP");
+    fs::current_path(old);
+    fs::remove_all(folder);
 }
 
 // --- run with an SDK that has no error function ---
@@ -107,13 +86,6 @@ TEST(SdkWithoutErrorFunction, FailedInitReportsDesignLoadFailure) {
     int error = 0;
     EXPECT_EQ(A().Std_entry(nullptr, &error, 0), nullptr);
     EXPECT_EQ(error, FG_DESIGN_LOAD_FAILED);
-}
-
-// --- run with an SDK that has neither init function ---
-TEST(SdkWithoutInit, EntryFailsWithSdkNotLoaded) {
-    int error = 0;
-    EXPECT_EQ(A().Std_entry(QorvBoardOpen(0), &error, 0), nullptr);
-    EXPECT_EQ(error, FG_SDK_NOT_LOADED);
 }
 
 // --- run with an SDK that lacks the status, free and parameter-description functions ---

@@ -14,22 +14,17 @@ namespace {
 class AppletThreads : public AppletOnBoard {};
 
 TEST_F(AppletThreads, ConcurrentSetsAndGetsStayConsistent) {
-    constexpr int kThreads = 4;
-    constexpr int kRounds = 300;
+    constexpr uint32_t kThreads = 4, kRounds = 300;
     std::atomic<int> failures{0};
     std::vector<std::thread> threads;
-    for (int t = 0; t < kThreads; ++t) {
+    for (uint32_t t = 1; t <= kThreads; ++t) {
         threads.emplace_back([&, t] {
-            for (int i = 0; i < kRounds; ++i) {
-                uint32_t mine = 1000u * static_cast<uint32_t>(t + 1) + static_cast<uint32_t>(i % 100) + 2;
-                uint32_t seen = 0;
-                if (A().Fg_setParameterWithType(&fg, FG_TIMEOUT, &mine, 0, FG_PARAM_TYPE_UINT32_T) != 0)
+            for (uint32_t i = 0; i < kRounds; ++i) {
+                if (setUInt(FG_TIMEOUT, 1000 * t + i % 100 + 2) != 0 ||
+                    setUInt(FG_TURBO_DMA_MODE, i & 1) != 0)
                     ++failures;
-                if (A().Fg_getParameterWithType(&fg, FG_TIMEOUT, &seen, 0, FG_PARAM_TYPE_UINT32_T) != 0)
-                    ++failures;
-                if (seen < 1002 || seen > 1000u * kThreads + 101) ++failures;
-                uint32_t turbo = static_cast<uint32_t>(i & 1);
-                if (A().Fg_setParameterWithType(&fg, FG_TURBO_DMA_MODE, &turbo, 0, 2) != 0) ++failures;
+                const uint32_t seen = getUInt(FG_TIMEOUT);
+                if (seen < 1002 || seen > 1000 * kThreads + 101) ++failures;
                 if (A().Fg_getParameterIdByName(&fg, "FG_TIMEOUT") != FG_TIMEOUT) ++failures;
             }
         });
