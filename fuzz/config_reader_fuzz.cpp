@@ -1,7 +1,6 @@
 // Feeds arbitrary bytes to the configuration file reader: the header check of a load and the
 // section reads of every value form.
 #include <cstdint>
-#include <cstdio>
 #include <string>
 
 #include "Fg_ConfigFileParser.h"
@@ -27,6 +26,5 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
             parser.parseDoubleKeySection(port, key, d);
         }
     }
-    std::remove(path.c_str());
     return 0;
 }
