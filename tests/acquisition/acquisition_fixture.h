@@ -2,19 +2,15 @@
 // 4 taps, a region of interest of 32 x 16 at (16, 3).
 #pragma once
 
-#include <gtest/gtest.h>
-
 #include <chrono>
 #include <initializer_list>
 #include <thread>
 #include <utility>
 
 #include "fg_constants.h"
-#include "fglib5.h"
-#include "vboard/control.h"
-#include "vboard/fglib_ext.h"
+#include "vboard_fixture.h"
 
-class Acquisition : public ::testing::Test {
+class Acquisition : public vboard::test::Board {
   public:
     static constexpr uint32_t kWidth = 32, kHeight = 16, kX = 16, kY = 3, kCameraWidth = 64,
                               kCameraHeight = 32;
@@ -25,10 +21,8 @@ class Acquisition : public ::testing::Test {
         vboard::control::reset();
         fg = Fg_Init(PELLUCID_APPLET_PATH, 0);
         ASSERT_NE(fg, nullptr) << Fg_getLastErrorNumber(nullptr);
-        const int ids[] = {FG_GEN_WIDTH, FG_GEN_HEIGHT, FG_WIDTH,       FG_HEIGHT,
-                           FG_XOFFSET,   FG_YOFFSET,    FG_GEN_ACCURACY};
-        const uint32_t values[] = {kCameraWidth, kCameraHeight, kWidth, kHeight, kX, kY, 255};
-        for (int i = 0; i < 7; ++i) ASSERT_EQ(set(ids[i], values[i]), 0) << ids[i];
+        setAll({{FG_GEN_WIDTH, kCameraWidth}, {FG_GEN_HEIGHT, kCameraHeight}, {FG_GEN_ACCURACY, 255}});
+        setAll({{FG_WIDTH, kWidth}, {FG_HEIGHT, kHeight}, {FG_XOFFSET, kX}, {FG_YOFFSET, kY}});
         // 4 of every 255 design clocks carry pixels: a tap clock of 1020 ns.
         for (int id : {FG_GEN_FREQ, FG_PROCESSING_GAIN, FG_PROCESSING_GAMMA})
             ASSERT_EQ(setDouble(id, 1.0), 0);
@@ -40,19 +34,11 @@ class Acquisition : public ::testing::Test {
         Fg_FreeGrabber(fg);
     }
 
-    int set(int id, uint32_t v) { return Fg_setParameterWithType(fg, id, &v, 0, FG_PARAM_TYPE_UINT32_T); }
-    int setDouble(int id, double v) { return Fg_setParameterWithType(fg, id, &v, 0, FG_PARAM_TYPE_DOUBLE); }
+    int set(int id, uint32_t v) { return Board::set(id, v, FG_PARAM_TYPE_UINT32_T); }
+    int setDouble(int id, double v) { return Board::set(id, v, FG_PARAM_TYPE_DOUBLE); }
     void setAll(std::initializer_list<std::pair<int, uint32_t>> values) {
         for (auto [id, v] : values) ASSERT_EQ(set(id, v), 0) << id;
     }
-    long status(int query) { return Fg_getStatusEx(fg, query, 0, 0, memory); }
-    int acquire(long pictures) { return Fg_AcquireEx(fg, 0, pictures, ACQ_STANDARD, memory); }
-    int stop(int flag = STOP_ASYNC) { return Fg_stopAcquireEx(fg, 0, memory, flag); }
-    long last() { return Fg_getLastPicNumberEx(fg, 0, memory); }
-    long waitFor(long picture, int seconds = 5) {
-        return Fg_getLastPicNumberBlockingEx(fg, picture, 0, seconds, memory);
-    }
-
     // Line gap for frames of about `ms` milliseconds: 32 lines of (64 + gap) / 4 tap clocks.
     void frameTime(double ms) {
         ASSERT_EQ(set(FG_GEN_LINE_GAP, uint32_t(ms * 1e6 / 1020 / kCameraHeight * 4) - 64), 0);
@@ -70,7 +56,4 @@ class Acquisition : public ::testing::Test {
         for (int i = 0; i < 2500 && !done(); ++i) std::this_thread::sleep_for(std::chrono::milliseconds(2));
         return done();
     }
-
-    Fg_Struct* fg = nullptr;
-    dma_mem* memory = nullptr;
 };

@@ -4,10 +4,8 @@
 
 #define EXPORT extern "C" __attribute__((visibility("default")))
 
-namespace {
-int object;  // what Std_entry hands out
-constexpr int kWrongCall = -9999;
-}  // namespace
+static int object;  // what Std_entry hands out
+static constexpr int kWrongCall = -9999;
 
 EXPORT void* Std_entry(ZEdevice* board, int* error, int flag) {
     *error = QorvBoardIndex(board) == 0 && flag == 0 ? 0 : FG_DESIGN_LOAD_FAILED;

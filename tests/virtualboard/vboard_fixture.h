@@ -1,5 +1,5 @@
-// Shared set-up of the virtual board tests: board 0 configured from the project's design through
-// a plain SDK handle, everything at power-on.
+// Shared set-up of the board tests: a handle with its buffers and the calls on DMA channel 0; the
+// plain one is board 0 configured from the project's design, everything at power-on.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -31,7 +31,30 @@ inline const std::string kOverflow = "Device1_Process0_Overflow_OverflowOccurred
 inline const std::string kPeriod =
     "Device1_Process1_Trigger_TriggerCam0_Generators_Generator_MinimumPeriod_Number";
 
-class PlainHandle : public ::testing::Test {
+class Board : public ::testing::Test {
+  protected:
+    template <typename T>
+    int set(int id, const T& value, int type) {
+        return Fg_setParameterWithType(fg, id, &value, 0, type);
+    }
+    template <typename T>
+    int get(int id, T& value, int type) {
+        return Fg_getParameterWithType(fg, id, &value, 0, type);
+    }
+    long status(int query) { return Fg_getStatusEx(fg, query, 0, 0, memory); }
+    int acquire(long pictures) { return acquire(pictures, memory); }
+    int acquire(long pictures, dma_mem* m) { return Fg_AcquireEx(fg, 0, pictures, ACQ_STANDARD, m); }
+    int stop(int flag = STOP_ASYNC) { return Fg_stopAcquireEx(fg, 0, memory, flag); }
+    long last() { return Fg_getLastPicNumberEx(fg, 0, memory); }
+    long waitFor(long picture, int seconds = 5) {
+        return Fg_getLastPicNumberBlockingEx(fg, picture, 0, seconds, memory);
+    }
+
+    Fg_Struct* fg = nullptr;
+    dma_mem* memory = nullptr;
+};
+
+class PlainHandle : public Board {
   protected:
     void SetUp() override {
         control::reset();
@@ -47,17 +70,8 @@ class PlainHandle : public ::testing::Test {
 
     int id(const std::string& name) { return Fg_getParameterIdByName(fg, name.c_str()); }
     int reg(const char* name) { return HapGetRegisterByName(design, name); }
-    template <typename T>
-    int set(int id, const T& value, int type) {
-        return Fg_setParameterWithType(fg, id, &value, 0, type);
-    }
-    template <typename T>
-    int get(int id, T& value, int type) {
-        return Fg_getParameterWithType(fg, id, &value, 0, type);
-    }
 
     fpga_design* design = nullptr;
-    Fg_Struct* fg = nullptr;
 };
 
 }  // namespace vboard::test
