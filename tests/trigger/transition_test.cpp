@@ -1,11 +1,11 @@
 // Every (mode, state) pair to every (mode, state) pair, on an applet object built in this process
 // so that transitions changing mode and state at once can be asked for directly. The expected
 // writes are built here from the transition rows, not taken from the applet.
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <map>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "AppletHap.h"
@@ -17,152 +17,80 @@
 namespace {
 
 using Writes = std::vector<std::string>;
+namespace vc = vboard::control;
 
-enum Mode : uint32_t { Generator = 1, External = 2, Software = 4 };
-enum State : uint32_t { Active = 0, AsyncStop = 1, SyncStop = 2 };
-constexpr Mode kModes[] = {Generator, External, Software};
-constexpr State kStates[] = {Active, AsyncStop, SyncStop};
+enum : uint32_t { Generator = 1, External = 2, Software = 4, Active = 0, AsyncStop = 1, SyncStop = 2 };
+constexpr uint32_t kModes[] = {Generator, External, Software};
 
-// The building blocks of a transition and their composites.
-enum Step {
-    OutputsOff,
-    OutputsOn,
-    GeneratorOn,
-    GeneratorOff,
-    ClearPulseForms,
-    ExternalOn,
-    ExternalOff,
-    FullRestart,
-    RestartFromAsyncStop,
-    GeneratorResume,
-};
-using Steps = std::vector<Step>;
-
-struct Row {
-    Mode mode;
-    State state;
-    std::map<Mode, Steps> modePart;
-    std::map<State, Steps> statePart;
+// The steps of each transition: a line per old mode (Generator, External, Software), in it a row
+// per old state (Active, AsyncStop, SyncStop), and in the row the steps for each new mode, then
+// those for each new state; the mode's steps run first. Steps: o/O outputs off/on, g/G generator
+// held/on, Q queue on, c pulse form downscales cleared, d/s input/sequence downscale cleared, e/E
+// external off/on; composites F full restart, R restart from an async stop, U generator resume.
+const char* const kRows[3][3][6] = {
+    {{"", "FE", "F", "", "og", "g"}, {"", "", "", "cOG", "", ""}, {"", "", "", "cG", "o", ""}},
+    {{"eU", "", "eF", "", "oe", "e"}, {"g", "", "", "RE", "", ""}, {"g", "", "", "FE", "o", ""}},
+    {{"U", "FE", "", "", "o", ""}, {"g", "", "", "R", "", ""}, {"g", "", "", "F", "o", ""}},
 };
 
-const Row kRows[] = {
-    {Generator, SyncStop, {}, {{Active, {ClearPulseForms, GeneratorOn}}, {AsyncStop, {OutputsOff}}}},
-    {Generator, AsyncStop, {}, {{Active, {ClearPulseForms, OutputsOn, GeneratorOn}}}},
-    {Generator,
-     Active,
-     {{External, {FullRestart, ExternalOn}}, {Software, {FullRestart}}},
-     {{AsyncStop, {OutputsOff, GeneratorOff}}, {SyncStop, {GeneratorOff}}}},
-    {External,
-     SyncStop,
-     {{Generator, {GeneratorOff}}},
-     {{Active, {FullRestart, ExternalOn}}, {AsyncStop, {OutputsOff}}}},
-    {External, AsyncStop, {{Generator, {GeneratorOff}}}, {{Active, {RestartFromAsyncStop, ExternalOn}}}},
-    {External,
-     Active,
-     {{Generator, {ExternalOff, GeneratorResume}}, {Software, {ExternalOff, FullRestart}}},
-     {{AsyncStop, {OutputsOff, ExternalOff}}, {SyncStop, {ExternalOff}}}},
-    {Software, SyncStop, {{Generator, {GeneratorOff}}}, {{Active, {FullRestart}}, {AsyncStop, {OutputsOff}}}},
-    {Software, AsyncStop, {{Generator, {GeneratorOff}}}, {{Active, {RestartFromAsyncStop}}}},
-    {Software,
-     Active,
-     {{Generator, {GeneratorResume}}, {External, {FullRestart, ExternalOn}}},
-     {{AsyncStop, {OutputsOff}}}},
-};
-
-std::string t(const std::string& name) {
-    return "Device1_Process1_Trigger_" + name;
+std::string line(int i) {
+    return i < 4 ? "CameraControl_Select" + std::to_string(i)
+                 : "TriggerOutput_Select" + std::to_string(i - 4);
 }
-std::string cam(const std::string& name) {
-    return t("TriggerCam0_" + name);
-}
-
-// Output lines in their order, with the choices the defaults give them.
-struct Line {
-    std::string block;
-    int k;
-    uint32_t choice;
-};
-const Line kLines[] = {{"CameraControl", 0, 6}, {"CameraControl", 1, 5}, {"CameraControl", 2, 5},
-                       {"CameraControl", 3, 5}, {"TriggerOutput", 0, 6}, {"TriggerOutput", 1, 7},
-                       {"TriggerOutput", 2, 5}, {"TriggerOutput", 3, 5}, {"TriggerOutput", 4, 5},
-                       {"TriggerOutput", 5, 5}, {"TriggerOutput", 6, 5}, {"TriggerOutput", 7, 5}};
-
-// 1 / (16 * 8 Hz * 1e-9) truncated, minus 9.
-const std::string kPeriodAt8Hz = cam("Generators_Generator_MinimumPeriod_Number=7812490");
-
-void expand(Step step, Writes& out) {
-    auto add = [&](const std::string& w) { out.push_back(w); };
-    auto queue = [&](uint32_t enable) {
-        add(cam("Generators_ClearQueuePulse_Mode=1"));
-        add(cam("Generators_EnableQueue_Select=" + std::to_string(enable)));
-        add(kPeriodAt8Hz);
-        add(cam("PulseFormGenerators_Enable_Select=1"));
-        add(cam("Generators_ClearQueuePulse_Mode=0"));
-    };
-    switch (step) {
-        case OutputsOff:
-            for (const Line& l : kLines)
-                add(cam(l.block + "_Select" + std::to_string(l.k) + "_Select_Select=5"));
-            break;
-        case OutputsOn: {
-            const uint32_t select[] = {0, 1, 2, 3, 5, 5, 0, 1, 2, 3, 4, 4};
-            const uint32_t invert[] = {0, 0, 0, 0, 0, 1, 1, 1, 1, 1, 0, 1};
-            for (const Line& l : kLines) {
-                const std::string base = cam(l.block + "_Select" + std::to_string(l.k));
-                add(base + "_Select_Select=" + std::to_string(select[l.choice]));
-                add(base + "_Polarity_Invert=" + std::to_string(invert[l.choice]));
-            }
-            break;
-        }
-        case GeneratorOn:
-            queue(0);
-            break;
-        case GeneratorOff:
-            add(cam("Generators_ClearQueuePulse_Mode=1"));
-            break;
-        case ClearPulseForms:
-            add(t("Monitoring_CheckForMissingFrame_Cam0_ResetMissing_Mode=2"));
-            for (int g = 0; g < 4; ++g) {
-                add(cam("PulseFormGenerators_PulseFormGenerator" + std::to_string(g) +
-                        "_ClearDownscale_Mode=2"));
-            }
-            break;
-        case ExternalOn:
-            add(cam("TriggerMode_SelectExternal_Select=1"));
-            break;
-        case ExternalOff:
-            add(cam("TriggerMode_SelectExternal_Select=0"));
-            break;
-        case FullRestart:
-            expand(OutputsOff, out);
-            expand(RestartFromAsyncStop, out);
-            break;
-        case RestartFromAsyncStop:
-            add(cam("Downscale_Clear_Mode=2"));
-            queue(1);
-            add(cam("Generators_ClearDownscale_Mode=2"));
-            expand(ClearPulseForms, out);
-            expand(OutputsOn, out);
-            break;
-        case GeneratorResume:
-            expand(OutputsOff, out);
-            expand(ClearPulseForms, out);
-            expand(OutputsOn, out);
-            expand(GeneratorOn, out);
-            break;
-    }
-}
-
-Writes expected(Mode oldMode, State oldState, Mode newMode, State newState) {
+// Every output line's select, and its invert bit unless `select` is null (the constant source).
+Writes outputs(const uint32_t* select, int invert) {
     Writes out;
-    for (const Row& row : kRows) {
-        if (row.mode != oldMode || row.state != oldState) continue;
-        if (auto it = row.modePart.find(newMode); it != row.modePart.end()) {
-            for (Step s : it->second) expand(s, out);
+    for (int i = 0; i < 12; ++i) {
+        out.push_back(line(i) + "_Select_Select=" + std::to_string(select ? select[i] : 5));
+        if (select) out.push_back(line(i) + "_Polarity_Invert=" + std::to_string(invert));
+    }
+    return out;
+}
+
+Writes expand(std::string_view steps) {
+    // The default output choices all invert: not pulse form generator 0 or 1, or Vcc.
+    static const uint32_t kDefaultSelects[12] = {0, 5, 5, 5, 0, 1, 5, 5, 5, 5, 5, 5};
+    static const std::map<char, std::string_view> kComposites = {{'F', "oR"}, {'R', "dQscO"}, {'U', "ocOG"}};
+    Writes out;
+    auto add = [&](const Writes& w) { out.insert(out.end(), w.begin(), w.end()); };
+    for (char c : steps) {
+        const std::string n = c == 'G' ? "0" : "1";
+        if (kComposites.contains(c)) add(expand(kComposites.at(c)));
+        if (c == 'o' || c == 'O') add(outputs(c == 'O' ? kDefaultSelects : nullptr, 1));
+        if (c == 'g') add({"Generators_ClearQueuePulse_Mode=1"});
+        // 1 / (16 * 8 Hz * 1e-9) truncated, minus 9.
+        if (c == 'G' || c == 'Q') {
+            add({"Generators_ClearQueuePulse_Mode=1", "Generators_EnableQueue_Select=" + n,
+                 "Generators_Generator_MinimumPeriod_Number=7812490", "PulseFormGenerators_Enable_Select=1",
+                 "Generators_ClearQueuePulse_Mode=0"});
         }
-        if (auto it = row.statePart.find(newState); it != row.statePart.end()) {
-            for (Step s : it->second) expand(s, out);
-        }
+        if (c == 'c') add({"Monitoring_CheckForMissingFrame_Cam0_ResetMissing_Mode=2"});
+        for (int g = 0; g < 4 && c == 'c'; ++g)
+            add({"PulseFormGenerators_PulseFormGenerator" + std::to_string(g) + "_ClearDownscale_Mode=2"});
+        if (c == 'e' || c == 'E')
+            add({std::string("TriggerMode_SelectExternal_Select=") + (c == 'E' ? "1" : "0")});
+        if (c == 'd') add({"Downscale_Clear_Mode=2"});
+        if (c == 's') add({"Generators_ClearDownscale_Mode=2"});
+    }
+    return out;
+}
+
+int modeIndex(uint32_t mode) {
+    return mode == Generator ? 0 : mode == External ? 1 : 2;
+}
+
+Writes expected(uint32_t oldMode, uint32_t oldState, uint32_t newMode, uint32_t newState) {
+    const char* const* row = kRows[modeIndex(oldMode)][oldState];
+    return expand(std::string(row[modeIndex(newMode)]) + row[3 + newState]);
+}
+
+// The journal without the trigger system's common name prefixes.
+Writes journal() {
+    Writes out;
+    for (std::string w : vc::writes()) {
+        for (const char* p : {"Device1_Process1_Trigger_TriggerCam0_", "Device1_Process1_Trigger_"})
+            if (w.starts_with(p)) w.erase(0, std::string_view(p).size());
+        out.push_back(w);
     }
     return out;
 }
@@ -171,7 +99,7 @@ Writes expected(Mode oldMode, State oldState, Mode newMode, State newState) {
 class AppletInProcess : public ::testing::Test {
   protected:
     void SetUp() override {
-        vboard::control::reset();
+        vc::reset();
         applet = new FgZeWrapperImpl();
         ASSERT_EQ(applet->initializeDllFunctions("libfglib5.so"), 0);
         fpga_design* design = HapLoadDesignFromBuffer(rawHap, rawHapSize, 1);
@@ -188,7 +116,7 @@ class AppletInProcess : public ::testing::Test {
     void TearDown() override {
         if (applet->fglibFg() != nullptr) applet->wrapperFg()->DLL_Fg_FreeGrabber(applet->fglibFg());
         delete applet;
-        vboard::control::reset();
+        vc::reset();
     }
     int access(int id) { return applet->descriptionOf(id)->accessFlags; }
 
@@ -196,46 +124,38 @@ class AppletInProcess : public ::testing::Test {
 };
 
 TEST_F(AppletInProcess, EveryTransitionWritesItsRowAndRefreshesTheAccessModes) {
-    for (Mode oldMode : kModes) {
-        for (State oldState : kStates) {
-            for (Mode newMode : kModes) {
-                for (State newState : kStates) {
+    for (uint32_t oldMode : kModes) {
+        for (uint32_t oldState : {Active, AsyncStop, SyncStop}) {
+            for (uint32_t newMode : kModes) {
+                for (uint32_t newState : {Active, AsyncStop, SyncStop}) {
                     SCOPED_TRACE(testing::Message() << "(" << oldMode << "," << oldState << ") -> ("
                                                     << newMode << "," << newState << ")");
                     // Leave the access modes wrong on purpose: the transition must put them right.
                     applet->descriptionOf(FG_SENDSOFTWARETRIGGER)->accessFlags = 3;
                     applet->descriptionOf(FG_TRIGGERIN_SRC)->accessFlags = 3;
-                    vboard::control::clearJournal();
+                    vc::clearJournal();
                     applet->switchTriggerModeAndState_P0(oldMode, oldState, newMode, newState);
-                    EXPECT_EQ(vboard::control::writes(), expected(oldMode, oldState, newMode, newState));
+                    EXPECT_EQ(journal(), expected(oldMode, oldState, newMode, newState));
                     EXPECT_EQ(access(FG_SENDSOFTWARETRIGGER), newMode == External ? 1 : 7);
                     EXPECT_EQ(access(FG_TRIGGERIN_SRC), 7);
                 }
             }
         }
     }
-}
-
-TEST_F(AppletInProcess, AnUnknownModeRunsNoRowAndLeavesTheAccessModes) {
+    // An unknown mode runs no row and leaves the access modes alone.
     applet->descriptionOf(FG_SENDSOFTWARETRIGGER)->accessFlags = 3;
-    vboard::control::clearJournal();
+    vc::clearJournal();
     applet->switchTriggerModeAndState_P0(3, Active, 3, SyncStop);
-    EXPECT_TRUE(vboard::control::writes().empty());
+    EXPECT_TRUE(vc::writes().empty());
     EXPECT_EQ(access(FG_SENDSOFTWARETRIGGER), 3);
 }
 
 TEST_F(AppletInProcess, StartRunsTheInitRoutinesAndNoDefaultFails) {
-    // SetUp started the applet on a board just reset: the journal holds the whole start.
-    Writes start = vboard::control::writes();
-    Writes init;
-    expand(OutputsOff, init);
-    expand(GeneratorOff, init);
-    // Before the defaults every line's cached choice is 0: pulse form generator 0, not inverted.
-    for (const Line& l : kLines) {
-        const std::string base = cam(l.block + "_Select" + std::to_string(l.k));
-        init.push_back(base + "_Select_Select=0");
-        init.push_back(base + "_Polarity_Invert=0");
-    }
+    // SetUp started the applet on a board just reset: the journal holds the whole start. Before
+    // the defaults every line's cached choice is 0: pulse form generator 0, not inverted.
+    const uint32_t zeros[12] = {};
+    Writes init = expand("og"), start = journal();
+    for (const std::string& w : outputs(zeros, 0)) init.push_back(w);
     ASSERT_GE(start.size(), init.size());
     EXPECT_EQ(Writes(start.begin(), start.begin() + static_cast<long>(init.size())), init);
     for (const std::string& w : start) EXPECT_EQ(w.find(" !"), std::string::npos) << w;

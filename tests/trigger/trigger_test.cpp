@@ -3,522 +3,396 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <array>
 #include <cmath>
-#include <limits>
 #include <string>
+#include <tuple>
+#include <utility>
 #include <vector>
 
 #include "applet_fixture.h"
 
 namespace {
 
-using ::testing::ElementsAre;
-using Writes = std::vector<std::string>;
 namespace vc = vboard::control;
 
-std::string t(const std::string& name) {
-    return "Device1_Process1_Trigger_" + name;
-}
-std::string cam(const std::string& name) {
-    return t("TriggerCam0_" + name);
-}
-std::string pfg(int g, const std::string& name) {
-    return cam("PulseFormGenerators_PulseFormGenerator" + std::to_string(g) + "_" + name);
-}
-
-const std::string kMinimumPeriod = cam("Generators_Generator_MinimumPeriod_Number");
-const std::string kSoftwarePulse = cam("TriggerMode_SoftwareTrigger_Mode");
-const std::string kReady = cam("Generators_Generator_MaximumReached_Status");
-const std::string kQueued = cam("Generators_QueueValue_Status");
-
 enum : uint32_t { Generator = 1, External = 2, Software = 4, Active = 0, AsyncStop = 1, SyncStop = 2 };
+enum : int { Downscale, Phase, Delay, Width };
+constexpr int kOut = FG_VALUE_OUT_OF_RANGE, kConflict = FG_TRIGGER_PERIOD_CONFLICT;
+constexpr int kInvalid = FG_INVALID_PARAMETER, kFps = FG_TRIGGER_FRAMESPERSECOND,
+              kSend = FG_SENDSOFTWARETRIGGER;
+constexpr int kRead = FG_ACCESS_READ, kRwc = FG_ACCESS_READ_WRITE_CHANGE;
+constexpr double kSlowest = 0.01455191522836685;
+
+// A parameter of pulse form generator g.
+constexpr int pfg(int g, int field) {
+    return FG_TRIGGER_PULSEFORMGEN0_DOWNSCALE + 4 * g + field;
+}
+
+const std::string kTrigger = "Device1_Process1_Trigger_", kCam = kTrigger + "TriggerCam0_";
+const std::string kPeriod = "Generators_Generator_MinimumPeriod_Number",
+                  kPulse = "TriggerMode_SoftwareTrigger_Mode";
+const std::string kReady = "Generators_Generator_MaximumReached_Status",
+                  kQueued = "Generators_QueueValue_Status";
+
+// A setting, its result and the design writes it makes: journal texts without the trigger
+// system's name prefixes, joined by spaces ("*": not looked at).
+struct Step {
+    int id;
+    double value;
+    int rc = 0;
+    std::string writes = "*";
+};
 
 class Trigger : public AppletOnBoard {
   protected:
-    const RegisterInfo* record(int id) { return description(id); }
-    int access(int id) { return record(id)->accessFlags; }
-    // Software mode, active, with the queue on or off and the generator ready.
-    void softwareMode(uint32_t queue) {
-        ASSERT_EQ(setUInt(FG_AREATRIGGERMODE, Software), 0);
-        ASSERT_EQ(setUInt(FG_TRIGGERSTATE, Active), 0);
-        ASSERT_EQ(setUInt(FG_TRIGGERQUEUE_MODE, queue), 0);
-        vc::setValue(kReady, 1);
+    bool isDouble(int id) { return description(id)->format == REG_FORMAT_DOUBLE; }
+    int set(int id, double v) {
+        return isDouble(id) ? setDouble(id, v) : setUInt(id, static_cast<uint32_t>(v));
     }
+    double get(int id) { return isDouble(id) ? getDouble(id) : getUInt(id); }
+    // The writes since the journal was last cleared; clears it.
+    std::string drained() {
+        std::string out;
+        for (std::string w : vc::writes()) {
+            w.erase(0, w.starts_with(kCam) ? kCam.size() : w.starts_with(kTrigger) ? kTrigger.size() : 0);
+            out += (out.empty() ? "" : " ") + w;
+        }
+        vc::clearJournal();
+        return out;
+    }
+    static Step step(int id, double value, int rc = 0, std::string writes = "*") {
+        return {id, value, rc, std::move(writes)};
+    }
+    void run(std::initializer_list<Step> steps) {
+        for (const Step& s : steps) {
+            SCOPED_TRACE(testing::Message() << s.id << "=" << s.value);
+            drained();
+            EXPECT_EQ(set(s.id, s.value), s.rc);
+            if (s.writes != "*") {
+                EXPECT_EQ(drained(), s.writes);
+            }
+        }
+    }
+    // A parameter and the value or access mode it should have.
+    static std::pair<int, double> is(int id, double v) { return {id, v}; }
+    void expectReads(std::initializer_list<std::pair<int, double>> values) {
+        for (auto [id, v] : values) EXPECT_DOUBLE_EQ(get(id), v) << id;
+    }
+    void expectAccess(std::initializer_list<std::pair<int, double>> modes) {
+        for (auto [id, a] : modes) EXPECT_EQ(description(id)->accessFlags, a) << id;
+    }
+    uint64_t value(const std::string& name) { return vc::value(kCam + name); }
+    void setValue(const std::string& name, uint64_t v) { vc::setValue(kCam + name, v); }
 };
 
 // ---- frequency, period limits and pulse form generators ----
 
 TEST_F(Trigger, FrequencyBecomesAPeriodInTheStatedOperationOrder) {
     // The fastest rate needs every generator's pulse per period below 160 ns: 1 us over 7 periods.
-    for (int g = 0; g < 4; ++g) {
-        ASSERT_EQ(setDouble(FG_TRIGGER_PULSEFORMGEN0_WIDTH + 4 * g, 1.0), 0);
-        ASSERT_EQ(setUInt(FG_TRIGGER_PULSEFORMGEN0_DOWNSCALE + 4 * g, 7), 0);
-    }
-    const struct {
-        double hz;
-        int result;
-        uint64_t period;
-    } cases[] = {
-        {1.0, 0, 62499990},  // one tick short of the exact quotient, as the order gives it
-        {6.25e6, 0, 1},     {0.01455191522836685, 0, 4294967287},
-        {8.0, 0, 7812490},  {std::numeric_limits<double>::quiet_NaN(), FG_VALUE_OUT_OF_RANGE, 0},
-    };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.hz);
-        vc::setValue(kMinimumPeriod, 0);
-        EXPECT_EQ(setDouble(FG_TRIGGER_FRAMESPERSECOND, c.hz), c.result);
-        if (c.result == 0) {
-            EXPECT_EQ(vc::value(kMinimumPeriod), c.period);
-        }
-    }
-    EXPECT_EQ(getDouble(FG_TRIGGER_FRAMESPERSECOND), 8.0) << "refused values leave the cache";
+    for (int g = 0; g < 4; ++g) run({step(pfg(g, Width), 1.0), step(pfg(g, Downscale), 7)});
+    // 1 Hz is one tick short of the exact quotient, as the operation order gives it.
+    run({step(kFps, 1.0, 0, kPeriod + "=62499990"), step(kFps, 6.25e6, 0, kPeriod + "=1"),
+         step(kFps, kSlowest, 0, kPeriod + "=4294967287"), step(kFps, 8.0, 0, kPeriod + "=7812490"),
+         step(kFps, std::nan(""), kOut, "")});
+    EXPECT_EQ(getDouble(kFps), 8.0) << "refused values leave the cache";
 
     // A restart re-applies the frequency; at the lowest one too.
-    ASSERT_EQ(setDouble(FG_TRIGGER_FRAMESPERSECOND, 0.01455191522836685), 0);
-    vc::setValue(kMinimumPeriod, 0);
+    ASSERT_EQ(setDouble(kFps, kSlowest), 0);
+    setValue(kPeriod, 0);
     EXPECT_EQ(setUInt(FG_TRIGGERSTATE, Active), 0);
-    EXPECT_EQ(vc::value(kMinimumPeriod), 4294967287u);
-    EXPECT_EQ(getDouble(FG_TRIGGER_FRAMESPERSECOND), 0.01455191522836685);
+    EXPECT_EQ(value(kPeriod), 4294967287u);
+    EXPECT_EQ(getDouble(kFps), kSlowest);
 }
 
 TEST_F(Trigger, PeriodLimitsAgainstThePulseFormGenerators) {
-    // The default width of generator 0 (4000 us) is longer than a 1000 Hz period.
-    EXPECT_EQ(setDouble(FG_TRIGGER_FRAMESPERSECOND, 1000.0), FG_TRIGGER_PERIOD_CONFLICT);
-    ASSERT_EQ(setDouble(FG_TRIGGER_PULSEFORMGEN0_WIDTH, 500.0), 0);
-    ASSERT_EQ(setDouble(FG_TRIGGER_FRAMESPERSECOND, 1000.0), 0);
-    EXPECT_EQ(setDouble(FG_TRIGGER_PULSEFORMGEN0_WIDTH, 1000.0), FG_TRIGGER_PERIOD_CONFLICT);
-    EXPECT_EQ(setDouble(FG_TRIGGER_PULSEFORMGEN0_WIDTH, 999.9), 0);
-    EXPECT_EQ(setDouble(FG_TRIGGER_PULSEFORMGEN1_DELAY, 1000.0), FG_TRIGGER_PERIOD_CONFLICT);
-    // Delay and width are each compared with the period, never their sum.
-    EXPECT_EQ(setDouble(FG_TRIGGER_PULSEFORMGEN0_DELAY, 999.0), 0);
-
-    // A downscale spreads a generator over several periods; taking it back is a downscale conflict.
-    ASSERT_EQ(setUInt(FG_TRIGGER_PULSEFORMGEN2_DOWNSCALE, 2), 0);
-    ASSERT_EQ(setDouble(FG_TRIGGER_PULSEFORMGEN2_WIDTH, 1500.0), 0);
-    EXPECT_EQ(setUInt(FG_TRIGGER_PULSEFORMGEN2_DOWNSCALE, 1), FG_PULSEFORM_DOWNSCALE_CONFLICT);
-    EXPECT_EQ(getUInt(FG_TRIGGER_PULSEFORMGEN2_DOWNSCALE), 2u);
-    EXPECT_EQ(setDouble(FG_TRIGGER_FRAMESPERSECOND, 1300.0), FG_TRIGGER_PERIOD_CONFLICT)
-        << "750 us per pulse";
-
+    // The default width of generator 0 (4000 us) is longer than a 1000 Hz period. Delay and width
+    // are each compared with the period, never their sum.
+    run({step(kFps, 1000, kConflict, ""), step(pfg(0, Width), 500), step(kFps, 1000),
+         step(pfg(0, Width), 1000, kConflict, ""), step(pfg(0, Width), 999.9),
+         step(pfg(1, Delay), 1000, kConflict, ""), step(pfg(0, Delay), 999)});
+    // A downscale spreads a generator over several periods (750 us per pulse at 1300 Hz); taking it
+    // back is a downscale conflict.
+    run({step(pfg(2, Downscale), 2), step(pfg(2, Width), 1500),
+         step(pfg(2, Downscale), 1, FG_PULSEFORM_DOWNSCALE_CONFLICT, ""), step(kFps, 1300, kConflict, "")});
+    EXPECT_EQ(getUInt(pfg(2, Downscale)), 2u);
     // 62.5 Hz is exactly a 16000 us delay; 62.4 Hz is longer.
-    ASSERT_EQ(setDouble(FG_TRIGGER_FRAMESPERSECOND, 8.0), 0);
-    ASSERT_EQ(setDouble(FG_TRIGGER_PULSEFORMGEN3_DELAY, 16000.0), 0);
-    EXPECT_EQ(vc::value(pfg(3, "Delay_Delay")), 1000000u);
-    EXPECT_EQ(setDouble(FG_TRIGGER_FRAMESPERSECOND, 62.5), FG_TRIGGER_PERIOD_CONFLICT);
-    EXPECT_EQ(setDouble(FG_TRIGGER_FRAMESPERSECOND, 62.4), 0);
+    run({step(kFps, 8),
+         step(pfg(3, Delay), 16000, 0, "PulseFormGenerators_PulseFormGenerator3_Delay_Delay=1000000"),
+         step(kFps, 62.5, kConflict), step(kFps, 62.4)});
 }
 
-TEST_F(Trigger, PulseFormTimesAreQuantisedTo16Ns) {
-    const struct {
-        double us;
-        uint64_t ticks;
-        double readBack;
-    } cases[] = {{10.0, 625, 10.0}, {10.01, 626, 10.016}, {1.0, 63, 1.008}};
-    for (const auto& c : cases) {
-        ASSERT_EQ(setDouble(FG_TRIGGER_PULSEFORMGEN1_WIDTH, c.us), 0);
-        EXPECT_EQ(vc::value(pfg(1, "Width_Width")), c.ticks);
-        EXPECT_DOUBLE_EQ(getDouble(FG_TRIGGER_PULSEFORMGEN1_WIDTH), c.readBack);
+TEST_F(Trigger, PulseFormTimesAreQuantisedTo16NsAndReadAs32BitValues) {
+    using Case = std::tuple<double, int, double>;  // microseconds, ticks, read back
+    for (auto [us, ticks, readBack] :
+         {Case{10.0, 625, 10.0}, Case{10.01, 626, 10.016}, Case{1.0, 63, 1.008}}) {
+        run({step(pfg(1, Width), us, 0,
+                  "PulseFormGenerators_PulseFormGenerator1_Width_Width=" + std::to_string(ticks))});
+        expectReads({is(pfg(1, Width), readBack)});
     }
-}
-
-TEST_F(Trigger, PulseFormGeneratorsReadTheDesignAs32BitValues) {
     vc::clearJournal();
-    ASSERT_EQ(setUInt(FG_TRIGGER_PULSEFORMGEN2_DOWNSCALE, 2), 0);
-    ASSERT_EQ(setDouble(FG_TRIGGER_PULSEFORMGEN2_DELAY, 1.0), 0);
-    ASSERT_EQ(setDouble(FG_TRIGGER_PULSEFORMGEN2_WIDTH, 2.0), 0);
-    getDouble(FG_TRIGGER_PULSEFORMGEN2_DELAY);
-    getDouble(FG_TRIGGER_PULSEFORMGEN2_WIDTH);
-    const std::string delay = pfg(2, "Delay_Delay:uint32"), width = pfg(2, "Width_Width:uint32");
-    EXPECT_THAT(vc::reads(), ElementsAre(delay, width, width, delay, delay, width));
+    ASSERT_EQ(setUInt(pfg(2, Downscale), 2), 0);
+    ASSERT_EQ(setDouble(pfg(2, Delay), 1.0), 0);
+    ASSERT_EQ(setDouble(pfg(2, Width), 2.0), 0);
+    getDouble(pfg(2, Delay));
+    getDouble(pfg(2, Width));
+    const std::string delay = kCam + "PulseFormGenerators_PulseFormGenerator2_Delay_Delay:uint32",
+                      width = kCam + "PulseFormGenerators_PulseFormGenerator2_Width_Width:uint32";
+    EXPECT_THAT(vc::reads(), testing::ElementsAre(delay, width, width, delay, delay, width));
 }
 
 TEST_F(Trigger, DownscaleAndPhasePublishEachOthersLimits) {
-    struct Family {
+    const struct {
         int downscale, phase;
         std::string selected;
+    } families[] = {
+        {pfg(2, Downscale), pfg(2, Phase), "PulseFormGenerators_PulseFormGenerator2_Downscale_SelectedPulse"},
+        {FG_TRIGGERIN_DOWNSCALE, FG_TRIGGERIN_DOWNSCALE_PHASE, "Downscale_Downscale_SelectedPulse"},
     };
-    const Family families[] = {
-        {FG_TRIGGER_PULSEFORMGEN2_DOWNSCALE, FG_TRIGGER_PULSEFORMGEN2_DOWNSCALE_PHASE,
-         pfg(2, "Downscale_SelectedPulse")},
-        {FG_TRIGGERIN_DOWNSCALE, FG_TRIGGERIN_DOWNSCALE_PHASE, cam("Downscale_Downscale_SelectedPulse")},
-    };
-    for (const Family& f : families) {
+    for (const auto& f : families) {
         SCOPED_TRACE(f.downscale);
         ASSERT_EQ(setUInt(f.downscale, 4), 0);
-        EXPECT_EQ(record(f.phase)->u.uiReg.to, 3u);
-        EXPECT_EQ(setUInt(f.phase, 4), FG_VALUE_OUT_OF_RANGE);
-        ASSERT_EQ(setUInt(f.phase, 3), 0);
-        EXPECT_EQ(vc::value(f.selected), 4u) << "the design counts from 1";
-        EXPECT_EQ(record(f.downscale)->u.uiReg.from, 4u);
-        EXPECT_EQ(setUInt(f.downscale, 3), FG_VALUE_OUT_OF_RANGE);
-        ASSERT_EQ(setUInt(f.phase, 0), 0);
-        EXPECT_EQ(setUInt(f.downscale, 1), 0);
-        EXPECT_EQ(setUInt(f.downscale, 0), FG_VALUE_OUT_OF_RANGE);
+        EXPECT_EQ(description(f.phase)->u.uiReg.to, 3u);
+        // The design counts pulses from 1.
+        run({step(f.phase, 4, kOut), step(f.phase, 3, 0, f.selected + "=4")});
+        EXPECT_EQ(description(f.downscale)->u.uiReg.from, 4u);
+        run({step(f.downscale, 3, kOut), step(f.phase, 0), step(f.downscale, 1), step(f.downscale, 0, kOut)});
     }
-    EXPECT_EQ(setUInt(FG_TRIGGER_PULSEFORMGEN2_DOWNSCALE, 8), FG_VALUE_OUT_OF_RANGE);
+    EXPECT_EQ(setUInt(pfg(2, Downscale), 8), kOut);
     EXPECT_EQ(setUInt(FG_TRIGGERIN_DOWNSCALE, 8), 0) << "the input downscaler has no upper bound";
-    EXPECT_EQ(record(FG_TRIGGERIN_DOWNSCALE_PHASE)->u.uiReg.to, 7u);
+    EXPECT_EQ(description(FG_TRIGGERIN_DOWNSCALE_PHASE)->u.uiReg.to, 7u);
 }
 
 // ---- sequencer, queue and software trigger ----
 
 TEST_F(Trigger, PulsesPerEventNeverLeaveTheSelectedPulseAboveTheDownscale) {
-    const std::string down = cam("Generators_Sequence_Downscale"),
-                      sel = cam("Generators_Sequence_SelectedPulse"),
-                      clear = cam("Generators_ClearDownscale_Mode=2");
-    vc::clearJournal();
-    ASSERT_EQ(setUInt(FG_TRIGGER_MULTIPLY_PULSES, 5), 0);
-    ASSERT_EQ(setUInt(FG_TRIGGER_MULTIPLY_PULSES, 3), 0);
-    ASSERT_EQ(setUInt(FG_TRIGGER_MULTIPLY_PULSES, 3), 0);
-    EXPECT_THAT(vc::writes(), ElementsAre(down + "=5", sel + "=5", clear, sel + "=3", down + "=3", clear,
-                                          sel + "=3", down + "=3", clear));
+    const std::string down = "Generators_Sequence_Downscale=", sel = "Generators_Sequence_SelectedPulse=",
+                      clear = " Generators_ClearDownscale_Mode=2";
+    run({step(FG_TRIGGER_MULTIPLY_PULSES, 5, 0, down + "5 " + sel + "5" + clear),
+         step(FG_TRIGGER_MULTIPLY_PULSES, 3, 0, sel + "3 " + down + "3" + clear),
+         step(FG_TRIGGER_MULTIPLY_PULSES, 3, 0, sel + "3 " + down + "3" + clear)});
 }
 
 TEST_F(Trigger, QueueModeRoutesOnlyOutsideGeneratorModeAndSetsTheSoftwareTriggerLimit) {
-    vc::clearJournal();
-    ASSERT_EQ(setUInt(FG_TRIGGERQUEUE_MODE, 1), 0);
-    EXPECT_TRUE(vc::writes().empty()) << "Generator mode";
-    EXPECT_EQ(record(FG_SENDSOFTWARETRIGGER)->u.uiReg.to, 2040u);
-
-    ASSERT_EQ(setUInt(FG_AREATRIGGERMODE, Software), 0);
-    vc::clearJournal();
-    ASSERT_EQ(setUInt(FG_TRIGGERQUEUE_MODE, 0), 0);
-    ASSERT_EQ(setUInt(FG_TRIGGERQUEUE_MODE, 1), 0);
-    const std::string full = cam("Generators_Queue_QueueFullValue_Number"),
-                      on = cam("Generators_Queue_QueueEnabled_Select");
-    EXPECT_THAT(vc::writes(), ElementsAre(kMinimumPeriod + "=10", full + "=1", on + "=0",
-                                          kMinimumPeriod + "=7812490", full + "=2040", on + "=1"));
-
-    vc::clearJournal();
-    EXPECT_EQ(setUInt(FG_TRIGGER_QUEUE_FILLLEVEL_EVENT_ON_THRESHOLD, 2), 0);
-    EXPECT_EQ(setUInt(FG_TRIGGER_QUEUE_FILLLEVEL_EVENT_OFF_THRESHOLD, 2047), 0);
-    EXPECT_EQ(setUInt(FG_TRIGGER_QUEUE_FILLLEVEL_EVENT_OFF_THRESHOLD, 1), FG_VALUE_OUT_OF_RANGE);
-    EXPECT_THAT(vc::writes(),
-                ElementsAre(cam("Hysteresis_OnLevel_Number=2"), cam("Hysteresis_OffLevel_Number=2047")));
+    const std::string full = " Generators_Queue_QueueFullValue_Number=",
+                      on = " Generators_Queue_QueueEnabled_Select=";
+    run({step(FG_TRIGGERQUEUE_MODE, 1, 0, "")});
+    EXPECT_EQ(description(kSend)->u.uiReg.to, 2040u);
+    run({step(FG_AREATRIGGERMODE, Software),
+         step(FG_TRIGGERQUEUE_MODE, 0, 0, kPeriod + "=10" + full + "1" + on + "0"),
+         step(FG_TRIGGERQUEUE_MODE, 1, 0, kPeriod + "=7812490" + full + "2040" + on + "1"),
+         step(FG_TRIGGER_QUEUE_FILLLEVEL_EVENT_ON_THRESHOLD, 2, 0, "Hysteresis_OnLevel_Number=2"),
+         step(FG_TRIGGER_QUEUE_FILLLEVEL_EVENT_OFF_THRESHOLD, 2047, 0, "Hysteresis_OffLevel_Number=2047"),
+         step(FG_TRIGGER_QUEUE_FILLLEVEL_EVENT_OFF_THRESHOLD, 1, kOut, "")});
 }
 
-TEST_F(Trigger, SoftwareTriggerRefusals) {
-    EXPECT_EQ(setUInt(FG_SENDSOFTWARETRIGGER, 1), FG_SOFTWARE_TRIGGER_WRONG_MODE) << "Generator mode";
-    ASSERT_EQ(setUInt(FG_AREATRIGGERMODE, Software), 0);
-    ASSERT_EQ(setUInt(FG_TRIGGERSTATE, SyncStop), 0);
-    EXPECT_EQ(setUInt(FG_SENDSOFTWARETRIGGER, 1), FG_SOFTWARE_TRIGGER_NOT_ACTIVE);
-    ASSERT_EQ(setUInt(FG_TRIGGERSTATE, Active), 0);
-    vc::clearJournal();
-    EXPECT_EQ(setUInt(FG_SENDSOFTWARETRIGGER, 1), FG_SOFTWARE_TRIGGER_PENDING) << "generator not ready";
-    vc::setValue(kReady, 1);
-    vc::setValue(kQueued, 1);
-    EXPECT_EQ(setUInt(FG_SENDSOFTWARETRIGGER, 1), FG_SOFTWARE_TRIGGER_PENDING) << "an event still queued";
-    vc::setValue(kQueued, 0);
-    EXPECT_EQ(setUInt(FG_SENDSOFTWARETRIGGER, 2), FG_VALUE_OUT_OF_RANGE) << "queue off";
-    EXPECT_EQ(setUInt(FG_SENDSOFTWARETRIGGER, 0), FG_VALUE_OUT_OF_RANGE);
-    EXPECT_TRUE(vc::writes().empty());
-    EXPECT_EQ(setUInt(FG_SENDSOFTWARETRIGGER, 1), 0);
-    EXPECT_THAT(vc::writes(), ElementsAre(kSoftwarePulse + "=2"));
+TEST_F(Trigger, SoftwareTriggerRefusalsAndBursts) {
+    // Without the queue a pulse waits for a ready generator and an empty queue.
+    run({step(kSend, 1, FG_SOFTWARE_TRIGGER_WRONG_MODE, ""), step(FG_AREATRIGGERMODE, Software),
+         step(FG_TRIGGERSTATE, SyncStop), step(kSend, 1, FG_SOFTWARE_TRIGGER_NOT_ACTIVE, ""),
+         step(FG_TRIGGERSTATE, Active), step(kSend, 1, FG_SOFTWARE_TRIGGER_PENDING, "")});
+    setValue(kReady, 1);
+    setValue(kQueued, 1);
+    run({step(kSend, 1, FG_SOFTWARE_TRIGGER_PENDING, "")});
+    setValue(kQueued, 0);
+    run({step(kSend, 2, kOut, ""), step(kSend, 0, kOut, ""), step(kSend, 1, 0, kPulse + "=2"),
+         step(FG_AREATRIGGERMODE, External), step(kSend, 1, FG_SOFTWARE_TRIGGER_WRONG_MODE, ""),
+         step(FG_AREATRIGGERMODE, Software)});
 
-    ASSERT_EQ(setUInt(FG_AREATRIGGERMODE, External), 0);
-    EXPECT_EQ(access(FG_SENDSOFTWARETRIGGER), FG_ACCESS_READ);
-    EXPECT_EQ(setUInt(FG_SENDSOFTWARETRIGGER, 1), FG_SOFTWARE_TRIGGER_WRONG_MODE);
-    ASSERT_EQ(setUInt(FG_AREATRIGGERMODE, Software), 0);
-    EXPECT_EQ(access(FG_SENDSOFTWARETRIGGER), FG_ACCESS_READ_WRITE_CHANGE);
-}
-
-TEST_F(Trigger, BurstKeepsAtLeast160NsBetweenPulses) {
-    softwareMode(1);
-    EXPECT_EQ(setUInt(FG_SENDSOFTWARETRIGGER, 2041), FG_VALUE_OUT_OF_RANGE);
-    vc::clearJournal();
-    ASSERT_EQ(setUInt(FG_SENDSOFTWARETRIGGER, 2040), 0);
-    std::vector<int64_t> times;
-    for (const vc::JournalEntry& e : vc::journal()) {
-        if (e.name == kSoftwarePulse && e.value == 2) times.push_back(e.timeNs);
-    }
-    ASSERT_EQ(times.size(), 2040u);
-    for (size_t i = 1; i < times.size(); ++i) ASSERT_GE(times[i] - times[i - 1], 160) << i;
-}
-
-TEST_F(Trigger, AFailedPulseEndsTheBurst) {
-    softwareMode(1);
-    vc::clearJournal();
-    vc::failWrite(kSoftwarePulse, 3, -77);
-    EXPECT_EQ(setUInt(FG_SENDSOFTWARETRIGGER, 10), -77);
-    EXPECT_EQ(vc::writes().size(), 3u);
+    // With the queue, bursts up to its capacity, 160 ns or more between pulses; a failed pulse ends one.
+    run({step(FG_TRIGGERQUEUE_MODE, 1), step(kSend, 2041, kOut, "")});
+    ASSERT_EQ(setUInt(kSend, 2040), 0);
+    const std::vector<vc::JournalEntry> pulses = vc::journal();
+    ASSERT_EQ(pulses.size(), 2040u);
+    for (size_t i = 1; i < pulses.size(); ++i) ASSERT_GE(pulses[i].timeNs - pulses[i - 1].timeNs, 160) << i;
+    vc::failWrite(kCam + kPulse, 3, -77);
+    run({step(kSend, 10, -77, kPulse + "=2 " + kPulse + "=2 " + kPulse + "=2 !-77")});
 }
 
 TEST_F(Trigger, BusyFlagAndFillLevels) {
-    const std::string full = t("Monitoring_ReadQueueStatus_Status");
-    EXPECT_EQ(getUInt(FG_SOFTWARETRIGGER_IS_BUSY), 0u) << "Generator mode";
-    EXPECT_EQ(getUInt(FG_TRIGGERQUEUE_FILLLEVEL), 0u);
-    ASSERT_EQ(setUInt(FG_AREATRIGGERMODE, External), 0);
-    ASSERT_EQ(setUInt(FG_TRIGGERSTATE, Active), 0);
-    const struct {
-        uint64_t status, queued, ready;
-        uint32_t fill;
-    } cases[] = {{2, 5, 1, 2040}, {0, 5, 1, 5}, {0, 0, 1, 0}, {0, 0, 0, 1}, {1, 0, 0, 1}};
-    for (const auto& c : cases) {
-        vc::setValue(full, c.status);
-        vc::setValue(kQueued, c.queued);
-        vc::setValue(kReady, c.ready);
-        EXPECT_EQ(getUInt(FG_TRIGGERQUEUE_FILLLEVEL), c.fill) << c.status << c.queued << c.ready;
-        EXPECT_EQ(getUInt(FG_SOFTWARETRIGGER_QUEUE_FILLLEVEL), 0u) << "not Software mode";
-        EXPECT_EQ(getUInt(FG_SOFTWARETRIGGER_IS_BUSY), 0u);
+    // Mode, queue status, events queued, generator ready; then the fill level, the software
+    // trigger's fill level and busy flag. An event not yet taken by the generator counts as queued.
+    const std::array<uint32_t, 7> cases[] = {
+        {Generator, 2, 5, 0, 0, 0, 0}, {External, 2, 5, 1, 2040, 0, 0}, {External, 0, 5, 1, 5, 0, 0},
+        {External, 0, 0, 1, 0, 0, 0},  {External, 0, 0, 0, 1, 0, 0},    {External, 1, 0, 0, 1, 0, 0},
+        {Software, 0, 7, 0, 7, 7, 1},  {Software, 0, 0, 1, 0, 0, 0},    {Software, 0, 0, 0, 1, 1, 1},
+    };
+    run({step(FG_TRIGGERSTATE, Active)});
+    for (auto [mode, status, queued, ready, fill, softwareFill, busy] : cases) {
+        SCOPED_TRACE(testing::Message() << mode << ": " << status << queued << ready);
+        run({step(FG_AREATRIGGERMODE, mode)});
+        vc::setValue(kTrigger + "Monitoring_ReadQueueStatus_Status", status);
+        setValue(kQueued, queued);
+        setValue(kReady, ready);
+        expectReads({is(FG_TRIGGERQUEUE_FILLLEVEL, fill),
+                     is(FG_SOFTWARETRIGGER_QUEUE_FILLLEVEL, softwareFill),
+                     is(FG_SOFTWARETRIGGER_IS_BUSY, busy)});
     }
-    ASSERT_EQ(setUInt(FG_AREATRIGGERMODE, Software), 0);
-    vc::setValue(full, 0);
-    vc::setValue(kQueued, 7);
-    EXPECT_EQ(getUInt(FG_SOFTWARETRIGGER_QUEUE_FILLLEVEL), 7u);
-    EXPECT_EQ(getUInt(FG_SOFTWARETRIGGER_IS_BUSY), 1u);
-    vc::setValue(kQueued, 0);
-    vc::setValue(kReady, 1);
-    EXPECT_EQ(getUInt(FG_SOFTWARETRIGGER_IS_BUSY), 0u);
-    vc::setValue(kReady, 0);
-    EXPECT_EQ(getUInt(FG_SOFTWARETRIGGER_IS_BUSY), 1u);
-    ASSERT_EQ(setUInt(FG_TRIGGERSTATE, AsyncStop), 0);
-    vc::setValue(kQueued, 7);
+    run({step(FG_TRIGGERSTATE, AsyncStop)});
+    setValue(kQueued, 7);
     EXPECT_EQ(getUInt(FG_TRIGGERQUEUE_FILLLEVEL), 0u) << "async stop";
-    vc::failRead(kReady, 1, -55);
+    vc::failRead(kCam + kReady, 1, -55);
     uint32_t v = 0;
     EXPECT_EQ(A().Fg_getParameterWithType(&fg, FG_SOFTWARETRIGGER_IS_BUSY, &v, 0, FG_PARAM_TYPE_UINT32_T),
               -55);
 }
 
-// ---- mode and state setters ----
-
 TEST_F(Trigger, ModeAndStateSettersRestoreOnFailure) {
-    ASSERT_EQ(setUInt(FG_TRIGGERSTATE, Active), 0);
-    // Same mode again in Generator mode, Active: nothing to do.
-    vc::clearJournal();
-    ASSERT_EQ(setUInt(FG_AREATRIGGERMODE, Generator), 0);
-    EXPECT_TRUE(vc::writes().empty());
-
     // A write failing in the middle of the full restart: the mode stays, the writes done stay.
-    vc::failWrite(cam("Generators_EnableQueue_Select"), 1, -77);
+    run({step(FG_TRIGGERSTATE, Active)});
+    vc::failWrite(kCam + "Generators_EnableQueue_Select", 1, -77);
+    vc::clearJournal();
     EXPECT_EQ(setUInt(FG_AREATRIGGERMODE, External), -77);
     EXPECT_EQ(getUInt(FG_AREATRIGGERMODE), Generator);
-    const Writes w = vc::writes();
-    ASSERT_FALSE(w.empty());
-    EXPECT_EQ(w.back(), cam("Generators_EnableQueue_Select=1 !-77"));
-    EXPECT_EQ(w.size(), 12u + 1 + 1 + 1) << "outputs off, input clear, queue hold, the failed write";
+    const std::vector<std::string> w = vc::writes();
+    ASSERT_EQ(w.size(), 12u + 1 + 1 + 1) << "outputs off, input clear, queue hold, the failed write";
+    EXPECT_EQ(w.back(), kCam + "Generators_EnableQueue_Select=1 !-77");
 
     // The re-applied frequency may fail too: the state is restored.
-    ASSERT_EQ(setUInt(FG_TRIGGERSTATE, SyncStop), 0);
-    vc::failWrite(kMinimumPeriod, 1, -78);
-    EXPECT_EQ(setUInt(FG_TRIGGERSTATE, Active), -78);
+    run({step(FG_TRIGGERSTATE, SyncStop)});
+    vc::failWrite(kCam + kPeriod, 1, -78);
+    run({step(FG_TRIGGERSTATE, Active, -78)});
     EXPECT_EQ(getUInt(FG_TRIGGERSTATE), SyncStop);
-    EXPECT_EQ(getDouble(FG_TRIGGER_FRAMESPERSECOND), 8.0);
+    EXPECT_EQ(getDouble(kFps), 8.0);
 }
 
-// ---- trigger input ----
+// ---- trigger input, outputs and read-outs ----
 
-TEST_F(Trigger, DebounceIn48NsUnits) {
-    const std::string reg = t("TriggerInput_Debounce8_Prescale_Period");
-    const struct {
-        double us;
-        int result;
-        uint64_t units;
-    } cases[] = {{0.096, 0, 2}, {3.024, 0, 63}, {1.0, 0, 21}, {std::nan(""), 0, 0}};
-    for (const auto& c : cases) {
-        vc::setValue(reg, 99);
-        EXPECT_EQ(setDouble(FG_TRIGGERIN_DEBOUNCE, c.us), c.result) << c.us;
-        if (c.result == 0) {
-            EXPECT_EQ(vc::value(reg), c.units) << c.us;
-        }
-    }
-    vc::setValue(reg, 63);
-    EXPECT_DOUBLE_EQ(getDouble(FG_TRIGGERIN_DEBOUNCE), 3.024);
+TEST_F(Trigger, InputDebounceSelectionAndClears) {
+    const std::string debounce = "TriggerInput_Debounce8_Prescale_Period=",
+                      minMax = "InputStatistics_ClearMinMax_Value=";
+    // Microseconds in 48 ns units, a NaN as 0; the min/max clear toggles its bit.
+    run({step(FG_TRIGGERIN_DEBOUNCE, 0.096, 0, debounce + "2"),
+         step(FG_TRIGGERIN_DEBOUNCE, 3.024, 0, debounce + "63"),
+         step(FG_TRIGGERIN_DEBOUNCE, 1.0, 0, debounce + "21"),
+         step(FG_TRIGGERIN_DEBOUNCE, std::nan(""), 0, debounce + "0"),
+         step(FG_TRIGGERIN_SRC, 7, 0, "InputSelect_Select_Select=7"),
+         step(FG_TRIGGERIN_POLARITY, 1, 0, "InputSelect_Polarity_Invert=1"),
+         step(FG_TRIGGERIN_BYPASS_SRC, 3, 0, "InputSelect_BypassSelect_Select=3"),
+         step(FG_TRIGGERIN_STATS_PULSECOUNT_CLEAR, 1, 0, "InputStatistics_ClearPulses_Mode=2"),
+         step(FG_TRIGGERIN_STATS_PULSECOUNT_CLEAR, 0, kOut, ""),
+         step(FG_TRIGGERIN_STATS_MINMAXFREQUENCY_CLEAR, 1, 0, minMax + "1"),
+         step(FG_TRIGGERIN_STATS_MINMAXFREQUENCY_CLEAR, 1, 0, minMax + "0")});
+    vc::setValue(kTrigger + debounce.substr(0, debounce.size() - 1), 63);
+    expectReads({is(FG_TRIGGERIN_DEBOUNCE, 3.024), is(FG_TRIGGERIN_SRC, 7)});
 }
-
-TEST_F(Trigger, InputSelectionAndClears) {
-    const std::string toggle = cam("InputStatistics_ClearMinMax_Value");
-    vc::clearJournal();
-    EXPECT_EQ(setUInt(FG_TRIGGERIN_SRC, 7), 0);
-    EXPECT_EQ(setUInt(FG_TRIGGERIN_POLARITY, 1), 0);
-    EXPECT_EQ(setUInt(FG_TRIGGERIN_BYPASS_SRC, 3), 0);
-    EXPECT_EQ(setUInt(FG_TRIGGERIN_STATS_PULSECOUNT_CLEAR, 1), 0);
-    EXPECT_EQ(setUInt(FG_TRIGGERIN_STATS_PULSECOUNT_CLEAR, 0), FG_VALUE_OUT_OF_RANGE);
-    EXPECT_EQ(setUInt(FG_TRIGGERIN_STATS_MINMAXFREQUENCY_CLEAR, 1), 0);
-    EXPECT_EQ(setUInt(FG_TRIGGERIN_STATS_MINMAXFREQUENCY_CLEAR, 1), 0);
-    EXPECT_THAT(vc::writes(),
-                ElementsAre(cam("InputSelect_Select_Select=7"), cam("InputSelect_Polarity_Invert=1"),
-                            cam("InputSelect_BypassSelect_Select=3"),
-                            cam("InputStatistics_ClearPulses_Mode=2"), toggle + "=1", toggle + "=0"));
-    EXPECT_EQ(getUInt(FG_TRIGGERIN_SRC), 7u);
-}
-
-// ---- outputs ----
 
 TEST_F(Trigger, EveryOutputChoiceBecomesASelectAndAnInvertBit) {
-    const uint32_t select[] = {0, 1, 2, 3, 5, 5, 0, 1, 2, 3, 4, 4};
-    for (uint32_t choice = 0; choice < 12; ++choice) {
-        vc::clearJournal();
-        ASSERT_EQ(setUInt(FG_TRIGGEROUT_SELECT3, choice), 0);
-        const bool inverted = choice == 5 || (choice >= 6 && choice <= 9) || choice == 11;
-        EXPECT_THAT(vc::writes(),
-                    ElementsAre(cam("TriggerOutput_Select3_Select_Select=") + std::to_string(select[choice]),
-                                cam("TriggerOutput_Select3_Polarity_Invert=") + (inverted ? "1" : "0")))
-            << choice;
+    const char* const selectAndInvert[] = {"00", "10", "20", "30", "50", "51",
+                                           "01", "11", "21", "31", "40", "41"};
+    const std::string line = "TriggerOutput_Select3_";
+    for (int choice = 0; choice < 12; ++choice) {
+        const char* c = selectAndInvert[choice];
+        run({step(FG_TRIGGEROUT_SELECT3, static_cast<double>(choice), 0,
+                  line + "Select_Select=" + c[0] + " " + line + "Polarity_Invert=" + c[1])});
     }
-    vc::failWrite(cam("CameraControl_Select2_Polarity_Invert"), 1, -77);
+    vc::failWrite(kCam + "CameraControl_Select2_Polarity_Invert", 1, -77);
     EXPECT_EQ(setUInt(FG_TRIGGERCC_SELECT2, 6), -77);
     EXPECT_EQ(getUInt(FG_TRIGGERCC_SELECT2), 5u);
 }
 
-TEST_F(Trigger, DisabledOutputsIdleAtTheirInvertLevel) {
-    ASSERT_EQ(setUInt(FG_TRIGGEROUT_SELECT5, 5), 0);  // Vcc: select 5, invert 1
-    ASSERT_EQ(setUInt(FG_TRIGGERSTATE, Active), 0);
-    ASSERT_EQ(setUInt(FG_TRIGGERSTATE, AsyncStop), 0);
-    for (int k = 0; k < 8; ++k)
-        EXPECT_EQ(vc::value(cam("TriggerOutput_Select" + std::to_string(k) + "_Select_Select")), 5u);
-    EXPECT_EQ(vc::value(cam("TriggerOutput_Select5_Polarity_Invert")), 1u);
-    EXPECT_EQ(vc::value(cam("TriggerOutput_Select0_Polarity_Invert")), 1u)
-        << "Not Pulse Generator 0 by default";
-    EXPECT_EQ(vc::value(cam("TriggerOutput_Select2_Polarity_Invert")), 1u);
-}
-
-// ---- read-outs ----
-
-TEST_F(Trigger, ReadOuts) {
-    vc::setValue(cam("InputStatistics_ReadPulses_Status"), 0x12345);
-    EXPECT_EQ(getUInt(FG_TRIGGERIN_STATS_PULSECOUNT), 0x2345u) << "16-bit counter";
-    vc::setValue(cam("InputStatistics_ReadPeriod_Status"), 62500);  // 1 ms
-    vc::setValue(cam("InputStatistics_ReadMax_Status"), 625000);
-    vc::setValue(cam("InputStatistics_ReadMin_Status"), 0);
-    EXPECT_DOUBLE_EQ(getDouble(FG_TRIGGERIN_STATS_FREQUENCY), 1000.0);
-    EXPECT_DOUBLE_EQ(getDouble(FG_TRIGGERIN_STATS_MINFREQUENCY), 100.0);
-    EXPECT_EQ(getDouble(FG_TRIGGERIN_STATS_MAXFREQUENCY), 0.0) << "no period seen";
-
-    vc::setValue(cam("OutputStatistics_ReadPulses_Status"), 77);
-    EXPECT_EQ(getUInt(FG_TRIGGEROUT_STATS_PULSECOUNT), 77u);
-    vc::setValue(t("Monitoring_CheckPeriod_Cam0_Exceeded_Status"), 1);
-    EXPECT_EQ(getUInt(FG_TRIGGER_EXCEEDED_PERIOD_LIMITS), 1u);
-    EXPECT_EQ(getUInt(FG_MISSING_CAMERA_FRAME_RESPONSE), 0u);
-    vc::setValue(t("Monitoring_CheckForMissingFrame_Cam0_Missing_Status"), 1);
-    EXPECT_EQ(getUInt(FG_MISSING_CAMERA_FRAME_RESPONSE), 1u);
-
-    vc::clearJournal();
-    EXPECT_EQ(setUInt(FG_TRIGGEROUT_STATS_SOURCE, 3), 0);
-    EXPECT_EQ(setUInt(FG_TRIGGER_OUTPUT_EVENT_SELECT, 2), 0);
-    EXPECT_EQ(setUInt(FG_TRIGGEROUT_STATS_PULSECOUNT_CLEAR, 1), 0);
-    EXPECT_EQ(setUInt(FG_TRIGGER_EXCEEDED_PERIOD_LIMITS_CLEAR, 1), 0);
-    EXPECT_EQ(setUInt(FG_MISSING_CAMERA_FRAME_RESPONSE_CLEAR, 1), 0);
-    EXPECT_EQ(setUInt(FG_TRIGGER_EXCEEDED_PERIOD_LIMITS, 0), FG_INVALID_PARAMETER) << "a read-out";
-    EXPECT_THAT(vc::writes(),
-                ElementsAre(cam("OutputStatistics_Select_Select=3"), cam("OutputEvent_Select_Select=2"),
-                            cam("OutputStatistics_ClearPulses_Mode=2"),
-                            t("Monitoring_CheckPeriod_Cam0_ResetExceeded_Mode=2"),
-                            t("Monitoring_CheckForMissingFrame_Cam0_ResetMissing_Mode=2")));
+TEST_F(Trigger, ReadOutsAndTheirClears) {
+    // In order: a missing frame stays unseen while only the period limit is exceeded.
+    using ReadOut = std::tuple<std::string, uint64_t, int, double>;  // status, its value, parameter, read
+    const ReadOut readOuts[] = {
+        {"TriggerCam0_InputStatistics_ReadPulses_Status", 0x12345, FG_TRIGGERIN_STATS_PULSECOUNT, 0x2345},
+        {"TriggerCam0_InputStatistics_ReadPeriod_Status", 62500, FG_TRIGGERIN_STATS_FREQUENCY, 1000},
+        {"TriggerCam0_InputStatistics_ReadMax_Status", 625000, FG_TRIGGERIN_STATS_MINFREQUENCY, 100},
+        {"TriggerCam0_InputStatistics_ReadMin_Status", 0, FG_TRIGGERIN_STATS_MAXFREQUENCY, 0},  // none seen
+        {"TriggerCam0_OutputStatistics_ReadPulses_Status", 77, FG_TRIGGEROUT_STATS_PULSECOUNT, 77},
+        {"Monitoring_CheckPeriod_Cam0_Exceeded_Status", 1, FG_TRIGGER_EXCEEDED_PERIOD_LIMITS, 1},
+        {"Monitoring_CheckForMissingFrame_Cam0_Missing_Status", 0, FG_MISSING_CAMERA_FRAME_RESPONSE, 0},
+        {"Monitoring_CheckForMissingFrame_Cam0_Missing_Status", 1, FG_MISSING_CAMERA_FRAME_RESPONSE, 1},
+    };
+    for (const auto& [status, raw, id, read] : readOuts) {
+        vc::setValue(kTrigger + status, raw);
+        expectReads({is(id, read)});
+    }
+    run({step(FG_TRIGGEROUT_STATS_SOURCE, 3, 0, "OutputStatistics_Select_Select=3"),
+         step(FG_TRIGGER_OUTPUT_EVENT_SELECT, 2, 0, "OutputEvent_Select_Select=2"),
+         step(FG_TRIGGEROUT_STATS_PULSECOUNT_CLEAR, 1, 0, "OutputStatistics_ClearPulses_Mode=2"),
+         step(FG_TRIGGER_EXCEEDED_PERIOD_LIMITS_CLEAR, 1, 0,
+              "Monitoring_CheckPeriod_Cam0_ResetExceeded_Mode=2"),
+         step(FG_MISSING_CAMERA_FRAME_RESPONSE_CLEAR, 1, 0,
+              "Monitoring_CheckForMissingFrame_Cam0_ResetMissing_Mode=2"),
+         step(FG_TRIGGER_EXCEEDED_PERIOD_LIMITS, 0, kInvalid, "")});
 }
 
 // ---- legacy mode ----
 
-class Legacy : public Trigger {};
-
-TEST_F(Legacy, OffItOnlyRemembersItsParameters) {
-    vc::clearJournal();
-    EXPECT_EQ(setUInt(FG_EXPOSURE, 2000), 0);
-    EXPECT_EQ(setUInt(FG_EXPOSURE, 5), FG_VALUE_OUT_OF_RANGE);
-    EXPECT_EQ(setDouble(FG_EXSYNCDELAY, 20.0), 0);
-    EXPECT_EQ(setUInt(FG_CCSEL1, 3), FG_VALUE_OUT_OF_RANGE);
-    EXPECT_EQ(setUInt(FG_CCSEL1, 8), 0);
-    EXPECT_EQ(setUInt(FG_DIGIO_OUTPUT, 4), FG_VALUE_OUT_OF_RANGE);
-    EXPECT_EQ(setDouble(FG_PRESCALER, 20.0), 0);
-    EXPECT_TRUE(vc::writes().empty());
-    EXPECT_EQ(getUInt(FG_EXPOSURE), 2000u);
-    EXPECT_EQ(setUInt(FG_TRIGGERMODE, 3), FG_VALUE_OUT_OF_RANGE);
-    EXPECT_EQ(setUInt(FG_TRIGGERMODE, 2), FG_INVALID_PARAMETER);
-    EXPECT_EQ(getUInt(FG_TRIGGERMODE), 0u);
-    EXPECT_EQ(access(FG_EXPOSURE), FG_ACCESS_READ);
+TEST_F(Trigger, LegacyOffOnlyRemembersItsParameters) {
+    run({step(FG_EXPOSURE, 2000, 0, ""), step(FG_EXPOSURE, 5, kOut, ""), step(FG_EXSYNCDELAY, 20.0, 0, ""),
+         step(FG_CCSEL1, 3, kOut, ""), step(FG_CCSEL1, 8, 0, ""), step(FG_DIGIO_OUTPUT, 4, kOut, ""),
+         step(FG_PRESCALER, 20.0, 0, ""), step(FG_TRIGGERMODE, 3, kOut, ""),
+         step(FG_TRIGGERMODE, 2, kInvalid, "")});
+    expectReads({is(FG_EXPOSURE, 2000), is(FG_TRIGGERMODE, 0)});
+    expectAccess({is(FG_EXPOSURE, kRead)});
 }
 
-TEST_F(Legacy, OnAppliesTheCachedParametersAndOwnsTheTriggerSystem) {
-    ASSERT_EQ(setUInt(FG_EXPOSURE, 2000), 0);
-    ASSERT_EQ(setDouble(FG_STROBEPULSEDELAY, 32.0), 0);
-    ASSERT_EQ(setUInt(FG_CCSEL1, 2), 0);  // Flash
-    ASSERT_EQ(setUInt(FG_FLASHON, 1), 0);
-    ASSERT_EQ(setUInt(FG_DIGIO_OUTPUT, 2), 0);
-    ASSERT_EQ(setUInt(FG_TRIGGERSTATE, Active), 0);
-    ASSERT_EQ(setDouble(FG_TRIGGER_FRAMESPERSECOND, 10.0), 0);  // a period of 100000 us
-
-    ASSERT_EQ(setUInt(FG_TRIGGER_LEGACY_MODE, 1), 0);
-    EXPECT_EQ(vc::value(pfg(0, "Width_Width")), 125000u);
-    EXPECT_EQ(vc::value(pfg(2, "Delay_Delay")), 2000u);
-    EXPECT_EQ(getUInt(FG_TRIGGERCC_SELECT1), 2u);
-    EXPECT_EQ(getUInt(FG_TRIGGERCC_SELECT0), 4u) << "exsync off: its idle level";
-    EXPECT_EQ(getUInt(FG_TRIGGEROUT_SELECT0), 4u);
-    EXPECT_EQ(getUInt(FG_TRIGGEROUT_SELECT1), 5u);
-    EXPECT_EQ(getUInt(FG_TRIGGERSTATE), AsyncStop) << "Free Run, the cached trigger mode";
-    EXPECT_EQ(access(FG_EXPOSURE), FG_ACCESS_READ_WRITE_CHANGE);
-    EXPECT_EQ(access(FG_TRIGGERMODE), FG_ACCESS_READ_WRITE_CHANGE);
-    EXPECT_EQ(access(FG_AREATRIGGERMODE), FG_ACCESS_READ);
-    EXPECT_EQ(access(FG_MISSING_CAMERA_FRAME_RESPONSE_CLEAR), FG_ACCESS_READ);
+TEST_F(Trigger, LegacyOnAppliesTheCachedParametersAndOwnsTheTriggerSystem) {
+    // Flash on line 1 and a period of 100000 us.
+    run({step(FG_EXPOSURE, 2000), step(FG_STROBEPULSEDELAY, 32.0), step(FG_CCSEL1, 2), step(FG_FLASHON, 1),
+         step(FG_DIGIO_OUTPUT, 2), step(FG_TRIGGERSTATE, Active), step(kFps, 10.0),
+         step(FG_TRIGGER_LEGACY_MODE, 1)});
+    EXPECT_EQ(value("PulseFormGenerators_PulseFormGenerator0_Width_Width"), 125000u);
+    EXPECT_EQ(value("PulseFormGenerators_PulseFormGenerator2_Delay_Delay"), 2000u);
+    // Exsync off: line 0 at its idle level. Free Run, the cached trigger mode, stops the trigger.
+    expectReads({is(FG_TRIGGERCC_SELECT1, 2), is(FG_TRIGGERCC_SELECT0, 4), is(FG_TRIGGEROUT_SELECT0, 4),
+                 is(FG_TRIGGEROUT_SELECT1, 5), is(FG_TRIGGERSTATE, AsyncStop)});
+    expectAccess({is(FG_EXPOSURE, kRwc), is(FG_TRIGGERMODE, kRwc), is(FG_AREATRIGGERMODE, kRead),
+                  is(FG_MISSING_CAMERA_FRAME_RESPONSE_CLEAR, kRead)});
 
     // The new interface is locked, except the input line and its polarity.
-    EXPECT_EQ(setUInt(FG_AREATRIGGERMODE, Software), FG_INVALID_PARAMETER);
+    run({step(FG_AREATRIGGERMODE, Software, kInvalid, ""), step(kFps, 10.0, kInvalid, ""),
+         step(FG_TRIGGERCC_SELECT3, 0, kInvalid, ""), step(FG_TRIGGERIN_BYPASS_SRC, 1, kInvalid, ""),
+         step(FG_TRIGGERIN_SRC, 1), step(FG_TRIGGERIN_POLARITY, 1)});
     EXPECT_EQ(getUInt(FG_AREATRIGGERMODE), Generator);
-    EXPECT_EQ(setDouble(FG_TRIGGER_FRAMESPERSECOND, 10.0), FG_INVALID_PARAMETER);
-    EXPECT_EQ(setUInt(FG_TRIGGERCC_SELECT3, 0), FG_INVALID_PARAMETER);
-    EXPECT_EQ(setUInt(FG_TRIGGERIN_BYPASS_SRC, 1), FG_INVALID_PARAMETER);
-    EXPECT_EQ(setUInt(FG_TRIGGERIN_SRC, 1), 0);
-    EXPECT_EQ(setUInt(FG_TRIGGERIN_POLARITY, 1), 0);
-
     ASSERT_EQ(setUInt(FG_TRIGGERMODE, 4), 0);
-    EXPECT_EQ(getUInt(FG_AREATRIGGERMODE), Software);
-    EXPECT_EQ(getUInt(FG_TRIGGERSTATE), Active);
-    EXPECT_EQ(getUInt(FG_TRIGGERQUEUE_MODE), 0u);
-    EXPECT_EQ(access(FG_AREATRIGGERMODE), FG_ACCESS_READ) << "transitions keep the interface locked";
+    expectReads({is(FG_AREATRIGGERMODE, Software), is(FG_TRIGGERSTATE, Active), is(FG_TRIGGERQUEUE_MODE, 0)});
+    expectAccess({is(FG_AREATRIGGERMODE, kRead)});  // transitions keep the interface locked
     // Outside Grabber controlled the generator only limits the rate.
-    EXPECT_EQ(vc::value(kMinimumPeriod), 10u);
-    vc::setValue(kReady, 1);
-    EXPECT_EQ(setUInt(FG_SENDSOFTWARETRIGGER, 1), 0) << "no legacy guard";
+    EXPECT_EQ(value(kPeriod), 10u);
+    setValue(kReady, 1);
+    EXPECT_EQ(setUInt(kSend, 1), 0) << "no legacy guard";
     ASSERT_EQ(setUInt(FG_TRIGGERMODE, 1), 0);
-    EXPECT_EQ(vc::value(kMinimumPeriod), 6249991u);
-
-    ASSERT_EQ(setUInt(FG_EXPOSURE, 100), 0);
-    EXPECT_DOUBLE_EQ(getDouble(FG_TRIGGER_PULSEFORMGEN0_WIDTH), 100.0);
-    EXPECT_EQ(setUInt(FG_EXPOSURE, 124990), FG_TRIGGER_PERIOD_CONFLICT) << "longer than the 10 Hz period";
-    EXPECT_EQ(getUInt(FG_EXPOSURE), 100u);
+    EXPECT_EQ(value(kPeriod), 6249991u);
+    // The exposure is generator 0's width, within the 10 Hz period.
+    run({step(FG_EXPOSURE, 100), step(FG_EXPOSURE, 124990, kConflict)});
+    expectReads({is(pfg(0, Width), 100), is(FG_EXPOSURE, 100)});
 
     // Off: the trigger system stays as legacy mode left it, and the new interface opens again.
-    ASSERT_EQ(setUInt(FG_TRIGGERMODE, 2), 0);
-    ASSERT_EQ(setUInt(FG_TRIGGER_LEGACY_MODE, 0), 0);
-    EXPECT_EQ(getUInt(FG_AREATRIGGERMODE), External);
-    EXPECT_EQ(getUInt(FG_TRIGGERSTATE), Active);
-    EXPECT_EQ(access(FG_EXPOSURE), FG_ACCESS_READ);
-    EXPECT_EQ(access(FG_AREATRIGGERMODE), FG_ACCESS_READ_WRITE_CHANGE);
-    EXPECT_EQ(access(FG_SENDSOFTWARETRIGGER), FG_ACCESS_READ) << "External mode";
+    run({step(FG_TRIGGERMODE, 2), step(FG_TRIGGER_LEGACY_MODE, 0)});
+    expectReads({is(FG_AREATRIGGERMODE, External), is(FG_TRIGGERSTATE, Active)});
+    expectAccess({is(FG_EXPOSURE, kRead), is(FG_AREATRIGGERMODE, kRwc), is(kSend, kRead)});
     EXPECT_EQ(setUInt(FG_TRIGGERCC_SELECT3, 0), 0);
 }
 
-TEST_F(Legacy, CameraControlLinesFollowPolaritiesAndEnables) {
+TEST_F(Trigger, LegacyCameraControlLinesFollowPolaritiesAndEnables) {
     enum : uint32_t { Exsync = 0, NotExsync = 6, Flash = 2, NotFlash = 8, Gnd = 4, Vcc = 5 };
     ASSERT_EQ(setUInt(FG_TRIGGER_LEGACY_MODE, 1), 0);
-    const struct {
-        uint32_t selection, exsyncPolarity, flashPolarity, exsyncOn, flashOn, line;
-    } cases[] = {
+    // Selection, exsync and flash polarity, exsync and flash on, the line's output choice.
+    const std::array<double, 6> cases[] = {
         {Exsync, 0, 0, 1, 0, Exsync}, {Exsync, 1, 0, 1, 0, NotExsync}, {NotExsync, 1, 0, 1, 0, Exsync},
         {Exsync, 0, 0, 0, 1, Gnd},    {Exsync, 1, 0, 0, 1, Vcc},       {NotExsync, 0, 0, 0, 1, Vcc},
         {Flash, 0, 0, 0, 1, Flash},   {Flash, 0, 1, 0, 1, NotFlash},   {NotFlash, 0, 1, 1, 1, Flash},
         {Flash, 0, 0, 1, 0, Gnd},     {Flash, 0, 1, 1, 0, Vcc},        {Gnd, 1, 1, 0, 0, Gnd},
         {Vcc, 1, 1, 1, 1, Vcc},
     };
-    for (const auto& c : cases) {
-        ASSERT_EQ(setUInt(FG_CCSEL3, c.selection), 0);
-        ASSERT_EQ(setUInt(FG_EXSYNCPOLARITY, c.exsyncPolarity), 0);
-        ASSERT_EQ(setUInt(FG_FLASH_POLARITY, c.flashPolarity), 0);
-        ASSERT_EQ(setUInt(FG_EXSYNCON, c.exsyncOn), 0);
-        ASSERT_EQ(setUInt(FG_FLASHON, c.flashOn), 0);
-        EXPECT_EQ(getUInt(FG_TRIGGERCC_SELECT3), c.line)
-            << c.selection << " pol " << c.exsyncPolarity << c.flashPolarity << " on " << c.exsyncOn
-            << c.flashOn;
+    for (auto [selection, exsyncPolarity, flashPolarity, exsyncOn, flashOn, line] : cases) {
+        SCOPED_TRACE(testing::Message() << selection << " pol " << exsyncPolarity << flashPolarity << " on "
+                                        << exsyncOn << flashOn);
+        run({step(FG_CCSEL3, selection), step(FG_EXSYNCPOLARITY, exsyncPolarity),
+             step(FG_FLASH_POLARITY, flashPolarity), step(FG_EXSYNCON, exsyncOn), step(FG_FLASHON, flashOn)});
+        expectReads({is(FG_TRIGGERCC_SELECT3, line)});
     }
 }
 
-TEST_F(Legacy, AFailureSwitchingOnLeavesLegacyModeOff) {
-    ASSERT_EQ(setUInt(FG_EXPOSURE, 3000), 0);
-    vc::failWrite(pfg(0, "Width_Width"), 1, -77);
-    EXPECT_EQ(setUInt(FG_TRIGGER_LEGACY_MODE, 1), -77);
-    EXPECT_EQ(getUInt(FG_TRIGGER_LEGACY_MODE), 0u);
-    EXPECT_EQ(getUInt(FG_EXPOSURE), 3000u);
-    EXPECT_EQ(access(FG_EXPOSURE), FG_ACCESS_READ);
-    EXPECT_EQ(access(FG_AREATRIGGERMODE), FG_ACCESS_READ_WRITE_CHANGE);
+TEST_F(Trigger, LegacyFailureSwitchingOnLeavesItOff) {
+    run({step(FG_EXPOSURE, 3000)});
+    vc::failWrite(kCam + "PulseFormGenerators_PulseFormGenerator0_Width_Width", 1, -77);
+    run({step(FG_TRIGGER_LEGACY_MODE, 1, -77)});
+    expectReads({is(FG_TRIGGER_LEGACY_MODE, 0), is(FG_EXPOSURE, 3000)});
+    expectAccess({is(FG_EXPOSURE, kRead), is(FG_AREATRIGGERMODE, kRwc)});
     EXPECT_EQ(setUInt(FG_AREATRIGGERMODE, Software), 0);
 }
 

@@ -20,53 +20,31 @@ TEST_F(TriggerThreads, BurstsAndReadsAtOnce) {
         "Device1_Process1_Trigger_TriggerCam0_Generators_Generator_MaximumReached_Status", 1);
     vboard::control::clearJournal();
 
-    constexpr int kSenders = 2;
-    constexpr int kBursts = 20;
+    constexpr int kSenders = 2, kBursts = 20;
     constexpr uint32_t kPulses = 50;
     std::atomic<int> failures{0};
     std::atomic<bool> sending{true};
-    std::vector<std::thread> threads;
+    std::vector<std::thread> senders;
     for (int s = 0; s < kSenders; ++s) {
-        threads.emplace_back([&] {
-            for (int i = 0; i < kBursts; ++i) {
-                uint32_t count = kPulses;
-                if (A().Fg_setParameterWithType(&fg, FG_SENDSOFTWARETRIGGER, &count, 0,
-                                                FG_PARAM_TYPE_UINT32_T) != 0) {
-                    ++failures;
-                }
-            }
+        senders.emplace_back([&] {
+            for (int i = 0; i < kBursts; ++i) failures += setUInt(FG_SENDSOFTWARETRIGGER, kPulses) != 0;
         });
     }
-    threads.emplace_back([&] {
+    std::thread reader([&] {
         while (sending) {
-            uint32_t v = 99;
-            if (A().Fg_getParameterWithType(&fg, FG_SOFTWARETRIGGER_IS_BUSY, &v, 0, FG_PARAM_TYPE_UINT32_T) !=
-                    0 ||
-                v != 0) {
-                ++failures;
-            }
-            if (A().Fg_getParameterWithType(&fg, FG_AREATRIGGERMODE, &v, 0, FG_PARAM_TYPE_UINT32_T) != 0 ||
-                v != 4) {
-                ++failures;
-            }
-            double hz = 0;
-            if (A().Fg_getParameterWithType(&fg, FG_TRIGGER_FRAMESPERSECOND, &hz, 0, FG_PARAM_TYPE_DOUBLE) !=
-                    0 ||
-                hz != 8.0) {
-                ++failures;
-            }
+            failures += getUInt(FG_SOFTWARETRIGGER_IS_BUSY) != 0 || getUInt(FG_AREATRIGGERMODE) != 4 ||
+                        getDouble(FG_TRIGGER_FRAMESPERSECOND) != 8.0;
         }
     });
-    for (int s = 0; s < kSenders; ++s) threads[static_cast<size_t>(s)].join();
+    for (std::thread& t : senders) t.join();
     sending = false;
-    threads.back().join();
+    reader.join();
     EXPECT_EQ(failures.load(), 0);
 
     // Bursts do not interleave: consecutive pulses keep their spacing throughout.
-    std::vector<int64_t> times;
-    for (const auto& e : vboard::control::journal()) times.push_back(e.timeNs);
-    ASSERT_EQ(times.size(), static_cast<size_t>(kSenders * kBursts) * kPulses);
-    for (size_t i = 1; i < times.size(); ++i) EXPECT_GE(times[i] - times[i - 1], 160) << i;
+    const std::vector<vboard::control::JournalEntry> pulses = vboard::control::journal();
+    ASSERT_EQ(pulses.size(), static_cast<size_t>(kSenders * kBursts) * kPulses);
+    for (size_t i = 1; i < pulses.size(); ++i) EXPECT_GE(pulses[i].timeNs - pulses[i - 1].timeNs, 160) << i;
 }
 
 }  // namespace
