@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <string>
@@ -254,6 +255,16 @@ TEST_F(Trigger, ModeAndStateSettersRestoreOnFailure) {
     run({step(FG_TRIGGERSTATE, Active, -78)});
     EXPECT_EQ(getUInt(FG_TRIGGERSTATE), SyncStop);
     EXPECT_EQ(getDouble(kFps), 8.0);
+
+    // So may every output line switched back on by a restart.
+    for (int line = 0; line < 12; ++line) {
+        const std::string select = line < 4 ? "CameraControl_Select" + std::to_string(line)
+                                            : "TriggerOutput_Select" + std::to_string(line - 4);
+        run({step(FG_TRIGGERSTATE, AsyncStop)});
+        vc::failWrite(kCam + select + "_Select_Select", 1, -79);
+        run({step(FG_TRIGGERSTATE, Active, -79)});
+        EXPECT_EQ(getUInt(FG_TRIGGERSTATE), AsyncStop) << line;
+    }
 }
 
 // ---- trigger input, outputs and read-outs ----
@@ -365,6 +376,33 @@ TEST_F(Trigger, LegacyOnAppliesTheCachedParametersAndOwnsTheTriggerSystem) {
     expectReads({is(FG_AREATRIGGERMODE, External), is(FG_TRIGGERSTATE, Active)});
     expectAccess({is(FG_EXPOSURE, kRead), is(FG_AREATRIGGERMODE, kRwc), is(kSend, kRead)});
     EXPECT_EQ(setUInt(FG_TRIGGERCC_SELECT3, 0), 0);
+}
+
+// Legacy mode publishes the new trigger interface read-only, and every setter of it refuses a
+// value it would otherwise take. The input line, its polarity and the software pulse stay open.
+TEST_F(Trigger, LegacyModeGuardsEverySetterItPublishesReadOnly) {
+    std::vector<std::pair<int, double>> writable;
+    for (int i = 0; i < A().Fg_getNrOfParameter(&fg); ++i) {
+        const int id = A().Fg_getParameterId(&fg, i);
+        const RegisterInfo& r = *description(id);
+        if ((r.accessFlags & FG_ACCESS_READ_WRITE) != FG_ACCESS_READ_WRITE) continue;
+        if (r.format == REG_FORMAT_UINT) {
+            writable.emplace_back(id, std::clamp(getUInt(id), r.u.uiReg.from, r.u.uiReg.to));
+        } else if (r.format == REG_FORMAT_ENUM) {
+            writable.emplace_back(id, r.u.eReg.enumValues[0]);
+        } else if (r.format == REG_FORMAT_DOUBLE) {
+            writable.emplace_back(id, getDouble(id));
+        }
+    }
+    ASSERT_EQ(setUInt(FG_TRIGGER_LEGACY_MODE, 1), 0);
+    int locked = 0;
+    for (auto [id, v] : writable) {
+        if ((description(id)->accessFlags & FG_ACCESS_READ_WRITE) == FG_ACCESS_READ_WRITE) continue;
+        ++locked;
+        const bool open = id == FG_TRIGGERIN_SRC || id == FG_TRIGGERIN_POLARITY || id == kSend;
+        if (!open) run({step(id, v, kInvalid, "")});
+    }
+    EXPECT_GT(locked, 30);
 }
 
 TEST_F(Trigger, LegacyCameraControlLinesFollowPolaritiesAndEnables) {
