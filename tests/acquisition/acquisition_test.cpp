@@ -3,7 +3,6 @@
 
 #include <algorithm>
 #include <cstring>
-#include <numeric>
 #include <random>
 #include <tuple>
 
@@ -134,20 +133,27 @@ uint64_t design(const char* name) {
 }
 
 TEST_F(Acquisition, PicturesAreTheProcessedCameraFrames) {
-    // format, alignment, camera type, its bits
-    for (const auto& [format, alignment, camtype, bits] :
-         {std::tuple(FG_COL48, FG_RIGHT_ALIGNED, 210u, 10), {FG_COL24, FG_LEFT_ALIGNED, 212u, 12}}) {
+    // Format, alignment, camera type, its bits, x offset, invert. The second cut-out runs past the
+    // camera image, whose zeros the inverted table turns white.
+    for (const auto& [format, alignment, camtype, bits, x, invert] :
+         {std::tuple(FG_COL48, FG_RIGHT_ALIGNED, 210u, 10, kX, 0u),
+          {FG_COL24, FG_LEFT_ALIGNED, 212u, 12, 48u, 1u}}) {
         setAll({{FG_FORMAT, format}, {FG_BITALIGNMENT, alignment}, {FG_CAMERA_LINK_CAMTYPE, camtype}});
-        setAll({{FG_IMG_SELECT_PERIOD, 3}, {FG_IMG_SELECT, 1}, {FG_GEN_ROLL, 1}});
+        setAll({{FG_IMG_SELECT_PERIOD, 3},
+                {FG_IMG_SELECT, 1},
+                {FG_GEN_ROLL, 1},
+                {FG_XOFFSET, x},
+                {FG_PROCESSING_INVERT, invert}});
         ASSERT_EQ(setDouble(FG_SCALINGFACTOR_RED, 1.5) | setDouble(FG_SCALINGFACTOR_BLUE, 0.5), 0);
         frameTime(2);
         freeRun();
         // The camera's lines start red, green; the odd y offset makes the cut-out start green, blue.
         DesignSettings s;
         std::tie(s.xOffset, s.yOffset, s.width, s.height, s.col24, s.leftAligned) =
-            std::tuple(kX, kY, kWidth, kHeight, format == FG_COL24, alignment == FG_LEFT_ALIGNED);
+            std::tuple(x, kY, kWidth, kHeight, format == FG_COL24, alignment == FG_LEFT_ALIGNED);
         s.coefficient = {1536, 1024, 512};
-        for (auto& table : s.lut) std::iota(table.begin(), table.end(), 0);  // gain 1, gamma 1
+        for (auto& table : s.lut)  // gain 1, gamma 1
+            for (uint32_t i = 0; i < table.size(); ++i) table[i] = invert ? 4095 - i : i;
         allocate(vboard::imageBytes(s), 4);
         ASSERT_EQ(acquire(3), 0);
         ASSERT_EQ(waitFor(3), 3);

@@ -170,6 +170,7 @@ TEST_F(Configuration, HeaderRulesDecideWhetherALoadStarts) {
         EXPECT_EQ(load(folder / file), FG_CONFIG_LOAD_FAILED) << file;
         EXPECT_EQ(lastError(), FG_CONFIG_LOAD_FAILED) << file;
     }
+    ASSERT_EQ(load(folder / "good.mcf"), 0);
     EXPECT_EQ(load(folder / "missing.mcf"), FG_FILE_NOT_FOUND);
     EXPECT_EQ(lastError(), FG_CONFIG_LOAD_FAILED) << "the last error says the load failed";
     EXPECT_EQ(A().Fg_saveConfig(&fg, (folder / "no" / "such.mcf").c_str()), FG_FILE_ACCESS_FAILED);

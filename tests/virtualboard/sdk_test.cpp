@@ -190,6 +190,7 @@ TEST_F(PlainHandle, JournalInjectedFailuresAndReset) {
     EXPECT_THROW(control::setValue("NoSuchParameter", 1), std::invalid_argument);
     EXPECT_THROW(control::failWrite(kFormat, 0, -1), std::invalid_argument);
     EXPECT_THROW(control::setValue(kFormat, 8), std::out_of_range);
+    EXPECT_THROW(control::fieldEntry(kLutR, 4096), std::out_of_range);
 }
 
 // The SDK's own parameters as described, written and read; the last two are what the board reports.
@@ -285,11 +286,11 @@ TEST_F(Acquisition, Arguments) {
               (Results{kInvalid, FG_INVALID_MEMORY, FG_INVALID_MEMORY, kInvalid, kInvalid,
                        FG_ACQUISITION_NOT_RUNNING}));
     ASSERT_EQ(acquire(GRAB_INFINITE), 0);
-    EXPECT_EQ(
-        (Results{acquire(1), Fg_FreeMemEx(fg, memory), status(VBOARD_STATUS_ACQUIRING),
-                 Fg_getStatusEx(board1, VBOARD_STATUS_ACQUIRING, 0, 0, nullptr),
-                 status(VBOARD_STATUS_BUFFER_COUNT), status(999), stop(), status(VBOARD_STATUS_ACQUIRING)}),
-        (Results{FG_ACQUISITION_RUNNING, FG_ACQUISITION_RUNNING, 1, 0, 4, kInvalid, 0, 0}));
+    EXPECT_EQ((Results{acquire(1), Fg_FreeMemEx(fg, memory), status(VBOARD_STATUS_ACQUIRING),
+                       Fg_getStatusEx(board1, VBOARD_STATUS_ACQUIRING, 0, 0, nullptr),
+                       status(VBOARD_STATUS_BUFFER_COUNT), Fg_getLastErrorNumber(fg), status(999), stop(),
+                       status(VBOARD_STATUS_ACQUIRING)}),
+              (Results{FG_ACQUISITION_RUNNING, FG_ACQUISITION_RUNNING, 1, 0, 4, 0, kInvalid, 0, 0}));
     Fg_FreeGrabber(board1);  // frees `foreign` with it
     HapUnloadHapFile(other);
     EXPECT_EQ((Results{Fg_FreeMemEx(fg, memory), Fg_FreeMemEx(fg, memory), Fg_FreeMemEx(fg, nullptr)}),
