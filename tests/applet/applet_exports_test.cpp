@@ -9,7 +9,6 @@
 #include <functional>
 #include <iterator>
 #include <string>
-#include <type_traits>
 #include <vector>
 
 #include "applet_fixture.h"

@@ -1,15 +1,13 @@
 // The tool's pieces in-process: grabbing against pictures the test control completes, the PNG
-// writer's sample layout, and the help texts taken from a GenApi document.
+// writer's sample layout.
 #include <gtest/gtest.h>
 
 #include <atomic>
 #include <chrono>
 #include <filesystem>
-#include <map>
 #include <thread>
 
 #include "Board.h"
-#include "Docs.h"
 #include "Grab.h"
 #include "Png.h"
 #include "png_reader.h"
@@ -92,25 +90,6 @@ TEST(PngTest, SamplesKeepTheirOrderAndSixteenBitOnesBecomeBigEndian) {
     EXPECT_NE(pellucid::writeRgbPng("/nonexistent/x.png", 2, 1, 8, narrow), "");
     EXPECT_NE(pellucid::writeRgbPng(path, 2, 1, 12, narrow), "");
     EXPECT_NE(pellucid::writeRgbPng(path, 2, 1, 8, nullptr), "");
-}
-
-TEST(ToolTipTest, TakesEachFeaturesOwnToolTipOnly) {
-    const std::string xml =
-        "<?xml version=\"1.0\"?>\n<RegisterDescription ToolTip=\"root\">\n"
-        "  <Category Name=\"Group\">\n    <pFeature>A</pFeature>\n  </Category>\n"
-        "  <Integer Name=\"A\" NameSpace=\"Custom\">\n    <ToolTip>Gain &amp; offset &lt;1&gt; "
-        "&#181;s</ToolTip>\n"
-        "  </Integer>\n"
-        "  <Enumeration Name=\"E\">\n    <ToolTip>Mode</ToolTip>\n"
-        "    <EnumEntry Name=\"E_ON\">\n      <Value>1</Value>\n    </EnumEntry>\n  </Enumeration>\n"
-        "  <IntReg Name=\"A_Val\">\n    <Address>0x1</Address>\n  </IntReg>\n"
-        "  <Float Name=\"B\">\n    <ToolTip>unterminated\n  </Float>\n"
-        "  <Integer Name=\"C\">\n    <ToolTip>Last</ToolTip>\n  </Integer>\n</RegisterDescription>\n";
-    using Tips = std::map<std::string, std::string>;
-    EXPECT_EQ(pellucid::toolTips(xml),
-              (Tips{{"A", "Gain & offset <1> \xc2\xb5s"}, {"E", "Mode"}, {"C", "Last"}}));
-    EXPECT_TRUE(pellucid::toolTips("<a Name=\"x").empty());
-    EXPECT_TRUE(pellucid::toolTips("").empty());
 }
 
 }  // namespace

@@ -136,8 +136,6 @@ TEST_F(ImagePath, FailedWritesRestoreTheSettingAndKeepWhatWasWritten) {
         {"Device1_Process0_OutputFormat_VirtualTrash_EnableTrash_Value",
          {FG_FORMAT, 6, -79,
           "OutputFormat_FG_FORMAT_SelectSource=0 OutputFormat_VirtualTrash_EnableTrash_Value=0 !-79"}},
-        {"Device1_Process0_Bayer_White_BlueCoefficient",
-         {FG_SCALINGFACTOR_BLUE, 2.0, -79, "Bayer_White_BlueCoefficient=2 !-79"}},
         {"AAGenLineWidth", {FG_GEN_WIDTH, 2000, -77, "AAGenWidth=500 AAGenLineWidth=501 !-77"}},
         {"AAGenPassive", {FG_GEN_ACCURACY, 50, -78, "AAGenActive=32 AAGenPassive=18 !-78"}},
         {kLutG, {FG_PROCESSING_INVERT, 1, -77, kBlocks.substr(0, kBlocks.rfind(' ')) + " !-77"}}};
