@@ -114,9 +114,9 @@ TEST(Pipeline, BothKernelsMatchThePerPixelModel) {
 TEST(Pipeline, TestPatternLayout) {
     RawFrame f;
     vboard::renderTestPattern(8, 4, 10, 0, f);
-    EXPECT_EQ((std::vector<size_t>{f.pixels.size(), size_t(f.bits), f.pixels[2], f.pixels[8], f.pixels[11],
-                                   f.pixels[19]}),
-              (std::vector<size_t>{32, 10, 2 * 8, 1 * 8, (3 + 1) * 4, 2 * 8}));
+    EXPECT_EQ((std::vector<size_t>{f.pixels.size(), size_t(f.bits), f.pixels[2], f.pixels[8], f.pixels[10],
+                                   f.pixels[11], f.pixels[19]}),
+              (std::vector<size_t>{32, 10, 2 * 8, 1 * 8, 1 * 8, (3 + 1) * 4, 2 * 8}));
     vboard::renderTestPattern(8, 4, 8, 130, f);
     EXPECT_EQ(f.pixels[0], (130u * 8) & 255);  // moved, wrapped at the bit depth
 }

@@ -63,6 +63,7 @@ TEST_F(GenApiDescription, DocumentNamesTheDesignAndIsUtf8) {
     EXPECT_NE(xml.find("ProductGuid=\"" + std::string(static_cast<const char*>(uid)) + "\""),
               std::string::npos);
     EXPECT_NE(xml.find("SchemaMajorVersion=\"1\" SchemaMinorVersion=\"1\""), std::string::npos);
+    EXPECT_NE(xml.find("<Category Name=\"Output_Format\""), std::string::npos) << "named after its group";
     EXPECT_NE(xml.find("<Unit>\xC2\xB5s</Unit>"), std::string::npos) << "the micro sign in UTF-8";
     for (size_t at = xml.find('\xB5'); at != std::string::npos; at = xml.find('\xB5', at + 1)) {
         EXPECT_TRUE(at > 0 && xml[at - 1] == '\xC2') << "a Latin-1 byte at " << at;

@@ -310,6 +310,7 @@ TEST_F(LutFile, WritersGiveTheDocumentedTextOrRefuse) {
     EXPECT_EQ(saved(parser.saveLutToFile(p, &gray, &broken, &gray)), "-1:gain=0.333333333333;\nn='x';\n");
     EXPECT_EQ(parser.saveLutToFile(p, static_cast<const LookupTable_s*>(nullptr)), -1);
     EXPECT_EQ(parser.saveMatrixToFile(p, "h", nullptr, 3), -1);
+    EXPECT_EQ(parser.saveLutToFile(p, &k, nullptr), -1);
     EXPECT_EQ(parser.saveLutToFile("/nonexistent/lut.txt", &gray), -1);
     EXPECT_EQ(parser.saveLutToFile(nullptr, &gray, &gray, &gray), -1);
     int into[2];
@@ -364,6 +365,7 @@ TEST_F(LutFile, ReaderFollowsItsRules) {
     };
     for (const auto& [content, expected] : cases) EXPECT_EQ(got(content), expected);
     EXPECT_EQ(readThree("/nonexistent/lut.txt"), -1);
+    EXPECT_EQ(readThree(nullptr), -1);
     EXPECT_EQ(readThree(testing::TempDir().c_str()), -1) << "a folder is not a file";
     EXPECT_EQ(parser.getLutFromFile(write("x"), &read[0], nullptr), -1);
     knee[0].nrOfElements = Fg_LutFileParser::kMaxElements + 1;

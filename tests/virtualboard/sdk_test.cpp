@@ -191,6 +191,11 @@ TEST_F(PlainHandle, JournalInjectedFailuresAndReset) {
     EXPECT_THROW(control::failWrite(kFormat, 0, -1), std::invalid_argument);
     EXPECT_THROW(control::setValue(kFormat, 8), std::out_of_range);
     EXPECT_THROW(control::fieldEntry(kLutR, 4096), std::out_of_range);
+    // Another handle with the same design leaves the board's values as they are.
+    control::setValue(kOverflow, 1);
+    Fg_Struct* second = Fg_InitHandle("Pellucid.hap", QorvBoardOpen(0), design);
+    EXPECT_EQ(control::value(kOverflow), 1u);
+    EXPECT_EQ(Fg_FreeGrabber(second), 0);
 }
 
 // The SDK's own parameters as described, written and read; the last two are what the board reports.
