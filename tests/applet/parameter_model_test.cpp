@@ -275,6 +275,8 @@ TEST_F(ParameterModel, DirectAccessFamiliesAppearOnlyWhenSwitchedOn) {
         }
         EXPECT_EQ(A().Fg_getParameterIdByName(&fg, "DZEA_FG_TIMEOUT"),
                   c.dzea ? FG_BASE_WRAPPER_ID_BASE + FG_TIMEOUT : FG_INVALID_PARAMETER);
+        if (c.dzea)
+            EXPECT_EQ(description(FG_BASE_WRAPPER_ID_BASE + FG_TIMEOUT)->port, 0) << "a copy of port 0";
     }
 }
 

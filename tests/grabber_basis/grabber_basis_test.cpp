@@ -1,5 +1,6 @@
 // The basis libraries: parameter registry, configuration and LUT file parsers, log, temporary files.
 #include <gtest/gtest.h>
+#include <malloc.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -87,6 +88,17 @@ TEST(ParameterInfo, TreeLinksCountersAndRefusals) {
     reg.init(0);
     EXPECT_EQ(reg.getRegisterInfo(0), nullptr);
     ASSERT_NE(reg.addGroupInfo(0, nullptr, "again"), nullptr);
+}
+
+// A group's element array is replaced at every insert; the old ones must not pile up.
+TEST(ParameterInfo, GrowingGroupsKeepNoOldArrays) {
+    const size_t before = mallinfo2().uordblks;
+    for (int round = 0; round < 20; ++round) {
+        Fg_ParameterInfo reg;
+        RegisterInfo* g = reg.addGroupInfo(0, nullptr, "G");
+        for (int i = 0; i < 300; ++i) addInt(reg, g, "p");
+    }
+    EXPECT_LT(mallinfo2().uordblks - before, 1024u * 1024) << "a leaking round leaves 350 KB behind";
 }
 
 TEST(ParameterInfo, EnumEntriesAreCopiedReplacedAndChecked) {

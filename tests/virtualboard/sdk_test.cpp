@@ -304,6 +304,10 @@ TEST_F(Acquisition, Arguments) {
 }
 
 TEST_F(Acquisition, PictureNumbersBlockingWaitAndFreeing) {
+    // The test control's reset stops a running acquisition first.
+    ASSERT_EQ(acquire(GRAB_INFINITE), 0);
+    control::reset();
+    EXPECT_EQ(status(VBOARD_STATUS_ACQUIRING), 0);
     ASSERT_EQ(acquire(3), 0);
     EXPECT_EQ(
         (Results{waitFor(1, 0), Fg_getLastErrorNumber(fg), last(), Fg_getLastErrorNumber(fg), waitFor(0, 0)}),
