@@ -6,10 +6,8 @@
 
 #include <cstring>
 #include <fstream>
-#include <functional>
 #include <iterator>
 #include <string>
-#include <vector>
 
 #include "applet_fixture.h"
 #include "fg_constants.h"
@@ -38,17 +36,6 @@ TEST(AppletExports, EveryHandleFunctionAnswersItsNullResultWithoutAnApplet) {
         PELLUCID_APPLET_EXPORTS(PELLUCID_EXPECT_NO_APPLET)
 #undef PELLUCID_EXPECT_NO_APPLET
     }
-}
-
-TEST(AppletEntry, FlagIsRefusedAndTheErrorSlotIsOptional) {
-    int error = 0;
-    EXPECT_EQ(A().Std_entry(QorvBoardOpen(0), &error, 1), nullptr);
-    EXPECT_EQ(error, FG_INVALID_PARAMETER);
-    EXPECT_EQ(A().Std_entry(QorvBoardOpen(0), nullptr, 1), nullptr);
-    Fg_Struct fg{};
-    fg.Master = A().Std_entry(QorvBoardOpen(0), nullptr, 0);
-    ASSERT_NE(fg.Master, nullptr);
-    EXPECT_EQ(A().Fg_FreeGrabber(&fg), 0);
 }
 
 TEST_F(AppletOnBoard, FailedForwardKeepsTheSdksErrorAndSuccessResetsIt) {
@@ -80,26 +67,6 @@ TEST_F(AppletOnBoard, SixtyFourBitReadClearsTheUpperHalfFirstAndNullValuesAreRef
     EXPECT_EQ(A().Fg_getParameterWithType(&fg, FG_WIDTH, nullptr, 0, FG_PARAM_TYPE_UINT64_T),
               FG_INVALID_PARAMETER);
     EXPECT_EQ(lastError(), FG_INVALID_PARAMETER);
-}
-
-TEST_F(AppletOnBoard, ShadingIsNotSupportedAndReportsItsResultAsLastError) {
-    EXPECT_EQ(A().Fg_AllocShading(&fg, 1, 0), nullptr);
-    EXPECT_EQ(lastError(), FG_ERROR);
-    ShadingMaster* sh = nullptr;
-    const std::vector<std::function<int()>> calls = {
-        [&] { return A().Fg_FreeShading(&fg, sh); },
-        [&] { return A().Shad_SetSubValueLine(&fg, sh, 0, 0, 1.f); },
-        [&] { return A().Shad_SetMultValueLine(&fg, sh, 0, 0, 1.f); },
-        [&] { return A().Shad_SetFixedPatternNoiseLine(&fg, sh, 0, 0, 1); },
-        [&] { return A().Shad_GetMaxLine(&fg, sh); },
-        [&] { return A().Shad_GetAccess(&fg, sh); },
-        [&] { return A().Shad_FreeAccess(&fg, sh); },
-        [&] { return A().Shad_WriteActLine(&fg, sh, 0); }};
-    for (const auto& call : calls) {
-        A().Fg_setParameterWithType(&fg, FG_WIDTH, nullptr, 0, 2);  // some other last error first
-        EXPECT_EQ(call(), FG_SHADING_NOT_SUPPORTED);
-        EXPECT_EQ(lastError(), FG_SHADING_NOT_SUPPORTED);
-    }
 }
 
 // A parameter call that re-enters the parameter path on its own thread (here from inside the SDK,

@@ -210,33 +210,6 @@ TEST_F(ParameterModel, SdkOwnedValuesReachTheSdk) {
     }
 }
 
-TEST_F(ParameterModel, SdkParametersAreReachedThroughTheBaseWrapperIdsAndReadTyped) {
-    EXPECT_EQ(setUInt(FG_TIMEOUT, 77), 0);
-    EXPECT_EQ(getUInt(FG_BASE_WRAPPER_ID_BASE + FG_TIMEOUT), 77u);
-    EXPECT_EQ(setUInt(FG_BASE_WRAPPER_ID_BASE + FG_TIMEOUT, 88), 0);
-    EXPECT_EQ(vboard::control::sdkValue(FG_TIMEOUT), 88u);
-    uint32_t v = 0;
-    EXPECT_LT(A().Fg_getParameterWithType(&fg, FG_BASE_WRAPPER_ID_BASE + 1, &v, 0, 2), 0)
-        << "no SDK parameter 1";
-
-    vboard::control::setSdkValue(FG_DIGIO_INPUT, 0xA5);
-    vboard::control::clearJournal();
-    EXPECT_EQ(getUInt(FG_DIGIO_INPUT), 0xA5u);
-    EXPECT_EQ(vboard::control::reads(), Strings{"FG_DIGIO_INPUT:uint32"});
-}
-
-// The defaults' values are in the saved default configuration, their success is checked with
-// the trigger system's start; the camera simulator is cleared before they program it.
-TEST_F(ParameterModel, StartClearsTheSimulatorFirst) {
-    vboard::control::reset();
-    reopen();
-    const Strings written = vboard::control::writes(),
-                  cleared = {"AAGenEnable=0", "AAGenStart=0",      "AAGenWidth=0",   "AAGenLineWidth=0",
-                             "AAGenHeight=0", "AAGenActive=0",     "AAGenPassive=0", "AAGenMask=0",
-                             "AAGenRoll=0",   "FG_TIMEOUT=1000000"};
-    EXPECT_NE(std::search(written.begin(), written.end(), cleared.begin(), cleared.end()), written.end());
-}
-
 // The families are switched by the environment when the applet object is built.
 TEST_F(ParameterModel, DirectAccessFamiliesAppearOnlyWhenSwitchedOn) {
     const struct {
@@ -275,8 +248,9 @@ TEST_F(ParameterModel, DirectAccessFamiliesAppearOnlyWhenSwitchedOn) {
         }
         EXPECT_EQ(A().Fg_getParameterIdByName(&fg, "DZEA_FG_TIMEOUT"),
                   c.dzea ? FG_BASE_WRAPPER_ID_BASE + FG_TIMEOUT : FG_INVALID_PARAMETER);
-        if (c.dzea)
+        if (c.dzea) {
             EXPECT_EQ(description(FG_BASE_WRAPPER_ID_BASE + FG_TIMEOUT)->port, 0) << "a copy of port 0";
+        }
     }
 }
 

@@ -66,15 +66,6 @@ TEST_F(CliTest, ListShowsNestedGroupsWithValuesRangesUnitsAndAccess) {
     }
 }
 
-TEST_F(CliTest, GetPrintsValuesByTypeInTheOrderAsked) {
-    const Outcome r =
-        run({"get", "FG_WIDTH", "FG_FORMAT", "FG_PROCESSING_GAIN", "FG_HAP_FILE", "FG_GEN_FREQ"});
-    ASSERT_EQ(r.exitCode, 0) << r.err;
-    EXPECT_EQ(r.out,
-              "FG_WIDTH=1024\nFG_FORMAT=2 (FG_COL24, Color 24bit)\nFG_PROCESSING_GAIN=0\n"
-              "FG_HAP_FILE=\"Pellucid.hap\"\nFG_GEN_FREQ=40\n");
-}
-
 TEST_F(CliTest, SetAcceptsEntryNamesDisplayNamesNumbersAndDotDecimalsInAnyLocale) {
     struct Case {
         std::string assignment;

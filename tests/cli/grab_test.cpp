@@ -50,15 +50,6 @@ class GrabTest : public ::testing::Test {
     pellucid::Board board_{0};
 };
 
-TEST_F(GrabTest, WritesEveryPictureWithTheFramesSizeAndDepth) {
-    long calls = 0;
-    const pellucid::GrabResult r = grabFed({5, dir_.string(), 5, 0}, 1, [&](long n, long total) {
-        EXPECT_EQ(std::pair(n, total), std::pair(++calls, 5L));
-    });
-    EXPECT_EQ(std::pair(r.written + r.skipped, calls), std::pair(5L, 5L));
-    for (long n = 1; n <= r.written; ++n) expectFrame(dir_.string(), n, 64, 4, 16);
-}
-
 TEST_F(GrabTest, PicturesOverwrittenInTheRingCountAsDroppedAndAFailedGrabLeavesTheBoardReusable) {
     // All ten complete at once into four buffers: only the newest ones are still intact.
     const pellucid::GrabResult r = grabFed({10, dir_.string(), 5, 4}, 10);

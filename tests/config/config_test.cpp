@@ -128,23 +128,6 @@ INSTANTIATE_TEST_SUITE_P(States, RoundTrip,
                              return std::string(info.param.name);
                          });
 
-TEST_F(Configuration, AMissingKeyFailsTheFirstPassAfterOverwritingEarlierCaches) {
-    std::string text = save("full.mcf");
-    const size_t at = text.find("FG_DIGIO_OUTPUT=");
-    ASSERT_NE(at, std::string::npos);
-    text.erase(at, text.find('\n', at) - at + 1);
-    // The width is read (into its cache) before the missing key is noticed; no setter runs.
-    const size_t width = text.find("FG_WIDTH=1024;");
-    ASSERT_NE(width, std::string::npos);
-    text.replace(width, 14, "FG_WIDTH=256;");
-    writeText(folder / "short.mcf", text);
-    vboard::control::clearJournal();
-    EXPECT_EQ(load(folder / "short.mcf"), FG_CONFIG_LOAD_FAILED);
-    EXPECT_EQ(lastError(), FG_CONFIG_LOAD_FAILED);
-    EXPECT_EQ(getUInt(FG_WIDTH), 256u);
-    EXPECT_THAT(vboard::control::writes(), ::testing::IsEmpty());
-}
-
 TEST_F(Configuration, HeaderRulesDecideWhetherALoadStarts) {
     const std::string good = save("good.mcf");
     auto replaced = [&](const std::string& from, const std::string& to) {

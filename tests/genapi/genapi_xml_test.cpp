@@ -142,42 +142,6 @@ class GenApiConsumer : public GenApiDescription {
     ArvGc* gc = nullptr;
 };
 
-TEST_F(GenApiConsumer, EveryParameterIsAFeatureWithItsRangeOrEntries) {
-    ASSERT_NE(node("Root"), nullptr);
-    for (const auto& [id, r] : gRecords) {
-        SCOPED_TRACE(r->parameterName);
-        ArvGcNode* n = node(r->parameterName);
-        ASSERT_NE(n, nullptr);
-        GError* error = nullptr;
-        std::pair<double, double> range, published;
-        if (r->format == REG_FORMAT_UINT || r->format == REG_FORMAT_UINTFIELD) {
-            ASSERT_TRUE(ARV_IS_GC_INTEGER(n));
-            range = {arv_gc_integer_get_min(ARV_GC_INTEGER(n), &error),
-                     arv_gc_integer_get_max(ARV_GC_INTEGER(n), &error)};
-            const bool field = r->format == REG_FORMAT_UINTFIELD;
-            published = {field ? r->u.uifReg.from : r->u.uiReg.from, field ? r->u.uifReg.to : r->u.uiReg.to};
-        } else if (r->format == REG_FORMAT_DOUBLE) {
-            ASSERT_TRUE(ARV_IS_GC_FLOAT(n));
-            range = {arv_gc_float_get_min(ARV_GC_FLOAT(n), &error),
-                     arv_gc_float_get_max(ARV_GC_FLOAT(n), &error)};
-            published = {r->u.dReg.from, r->u.dReg.to};
-        } else if (r->format == REG_FORMAT_ENUM) {
-            ASSERT_TRUE(ARV_IS_GC_ENUMERATION(n));
-            std::multiset<gint64> values;
-            for (const GSList* e = arv_gc_enumeration_get_entries(ARV_GC_ENUMERATION(n)); e; e = e->next)
-                values.insert(arv_gc_enum_entry_get_value(ARV_GC_ENUM_ENTRY(e->data), &error));
-            EXPECT_EQ(values, std::multiset<gint64>(r->u.eReg.enumValues,
-                                                    r->u.eReg.enumValues + r->u.eReg.nrOfElements));
-        } else {
-            EXPECT_EQ(r->format, REG_FORMAT_STRING);
-            EXPECT_TRUE(ARV_IS_GC_STRING(n));
-        }
-        EXPECT_EQ(range, published);
-        EXPECT_EQ(error, nullptr) << (error ? error->message : "");
-        if (error) g_clear_error(&error);
-    }
-}
-
 TEST_F(GenApiConsumer, FeaturesSetAndReadBackThroughTheApplet) {
     GError* error = nullptr;
     ArvGcInteger* width = ARV_GC_INTEGER(node("FG_WIDTH"));

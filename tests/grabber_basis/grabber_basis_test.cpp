@@ -19,16 +19,13 @@
 #include <regex>
 #include <sstream>
 #include <string>
-#include <type_traits>
 #include <vector>
 
-#include "Fg_ConfigFileParser.h"
 #include "Fg_Log.h"
 #include "Fg_LutFileParser.h"
 #include "TempFiles.h"
 #include "fg_constants.h"
 #include "parameterInfo.h"
-#include "scratch_file.h"
 
 namespace {
 
@@ -193,92 +190,12 @@ class WithFile : public ::testing::Test {
     const std::string path =
         (fs::temp_directory_path() / ("pellucid-basis-" + std::to_string(getpid()) + ".mcf")).string();
 };
-class ConfigFile : public WithFile {};
-
 // Numbers keep their decimal point under a decimal-comma locale (where one is installed).
 struct CommaLocale {
     const std::string saved = std::setlocale(LC_ALL, nullptr);
     CommaLocale() { std::setlocale(LC_ALL, "de_DE.UTF-8"); }
     ~CommaLocale() { std::setlocale(LC_ALL, saved.c_str()); }
 };
-
-TEST_F(ConfigFile, WritesEveryLineFormAndRefusesFilesWithoutTheType) {
-    {
-        CommaLocale comma;
-        Fg_ConfigFileParser parser(nullptr, nullptr, false);
-        ASSERT_EQ(parser.setSaveFile(path.c_str()), 1);
-        parser.writeConfigFileHeader();
-        parser.writeConfigFile("Typ", "Pellucid");
-        parser.writeConfigFilePortA();
-        parser.writeConfigFileIntKey("FG_WIDTH", -16);
-        parser.writeConfigFileUInt64Key("BIG", 18446744073709551615ull);
-        parser.writeConfigFileDoubleKey("D1", 1.0 / 3.0);
-        parser.writeConfigFileDoubleKey("D2", 6.25e6);
-        parser.writeConfigFileDoubleKey("D3", 1e-20);
-        parser.writeConfigFileValue("RAW", "x y");
-        parser.writeConfigFilePortB();
-    }
-    EXPECT_EQ(
-        text(),
-        "[Kamerasektion]\n\nConfigFileVersion=2.0;\nTyp='Pellucid';\n\n[Port A]\nFG_WIDTH=-16;\n"
-        "BIG=18446744073709551615;\nD1=0.333333333333;\nD2=6250000;\nD3=1e-20;\nRAW=x y;\n\n[Port B]\n");
-    // Paths without the type and unwritable places are refused; so are existing files without it.
-    Fg_ConfigFileParser parser(nullptr, nullptr, false);
-    for (const char* bad : {"/tmp/settings.txt", static_cast<const char*>(nullptr), "/no/such/folder/a.mcf"})
-        EXPECT_EQ(parser.setSaveFile(bad), 0) << (bad ? bad : "null");
-    EXPECT_EQ(parser.checkFileType("a.mcf.bak"), 1) << "the type check looks for the text anywhere";
-    EXPECT_EQ(parser.checkFileType("a.MCF"), 0);
-    std::string value;
-    EXPECT_EQ(Fg_ConfigFileParser(nullptr, "/no/such/file.mcf", true).parseKeySection(0, "FG_WIDTH", value),
-              FG_CONFIG_KEY_NOT_FOUND);
-    const std::string other = fs::path(path).replace_extension(".txt").string();
-    std::ofstream(other) << "\n[Port A]\nFG_WIDTH=1;\n";
-    EXPECT_FALSE(Fg_ConfigFileParser(nullptr, other.c_str(), true).isOpen()) << "no type, not opened";
-    fs::remove(other);
-}
-
-// "<result>:<value>" of a section reader; the value starts as `start`.
-template <typename T>
-std::string got(Fg_ConfigFileParser& p, int (Fg_ConfigFileParser::*read)(int, const char*, T&), int port,
-                const char* key, std::type_identity_t<T> start) {
-    std::ostringstream s;
-    s << (p.*read)(port, key, start) << ":" << start;  // the read comes first
-    return s.str();
-}
-
-TEST_F(ConfigFile, SectionReadersFollowTheirSearchRules) {
-    // A line longer than the reader's 255 characters goes on as a line of its own (FG_HIDDEN).
-    write(
-        "[Kamerasektion]\n\nConfigFileVersion=2.0;\nHersteller='Varnholt GmbH';\nAktivePort=0;\n\n[Port A]\n"
-        "FG_WIDTH=1024;\nFG_WIDTHX=7;\nFG_EMPTY=;\nFG_PATH='/tmp/my lut.txt';\nFG_GAIN=+1.5x;\nFG_CRLF=\r\n"
-        "FG_NOTE=" +
-        std::string(255 - 8, 'x') + "FG_HIDDEN=5;\n\n[Port B]\nFG_ONLY_B=42;\n");
-    Fg_ConfigFileParser p(nullptr, path.c_str(), true);
-    using P = Fg_ConfigFileParser;
-    EXPECT_EQ(got(p, &P::parseIntKeySection, 0, "FG_WIDTHX", -5), "0:7") << "told apart by the '='";
-    EXPECT_EQ(got(p, &P::parseIntKeySection, 0, "FG_WIDTH", -5), "0:1024");
-    EXPECT_EQ(got(p, &P::parseUInt64KeySection, 0, "FG_WIDTH", 5), "0:1024");
-    EXPECT_EQ(got(p, &P::parseIntKeySection, 0, "FG_EMPTY", -5), "0:0");
-    EXPECT_EQ(got(p, &P::parseKeySection, 0, "FG_EMPTY", "-5"), "0:");
-    EXPECT_EQ(got(p, &P::parseKeySection, 0, "FG_CRLF", "-5"), "0:");
-    EXPECT_EQ(got(p, &P::parseIntKeySection, 0, "FG_HIDDEN", -5), "0:5");
-    EXPECT_EQ(got(p, &P::parseKeySection, 0, "FG_PATH", "-5"), "0:/tmp/my lut.txt");
-    EXPECT_EQ(got(p, &P::parseDoubleKeySection, 0, "FG_GAIN", -5.0), "0:1.5");
-    EXPECT_EQ(got(p, &P::parseIntKeySection, 0, "FG_ONLY_B", -5), "0:42") << "on past the next section";
-    // Port B's section is searched from its header; a failed read leaves the value alone.
-    EXPECT_EQ(got(p, &P::parseIntKeySection, 1, "FG_WIDTH", -5), "-1:-5");
-    EXPECT_EQ(got(p, &P::parseIntKeySection, 0, nullptr, -5), "-1:-5");
-    EXPECT_EQ(got(p, &P::parseKeySection, 0, nullptr, "-5"), "-1:-5");
-    EXPECT_EQ(got(p, &P::parseKeySection, 2, "FG_WIDTH", "-5"),
-              std::to_string(FG_CONFIG_KEY_NOT_FOUND) + ":Error");
-    int i = -5;
-    std::string value;
-    EXPECT_TRUE(p.parseIntKeyFromHeader("AktivePort", i) == 0 && i == 0);
-    EXPECT_TRUE(p.parseKeyFromLine("Hersteller", value) == 0 && value == "Varnholt GmbH");
-    EXPECT_TRUE(p.parseKeyFromLine("AktivePort", value) == 0 && value == "0;\n")
-        << "an unquoted value keeps the rest";
-    EXPECT_TRUE(p.parseKeyFromLine("Nowhere", value) == FG_CONFIG_KEY_NOT_FOUND && value == "Error");
-}
 
 // The LUT file parser: the exact text it writes and the reader's rules.
 class LutFile : public WithFile {
@@ -465,14 +382,6 @@ TEST(FgLog, DoubleTextMatchesPrintfG12) {
     }
 }
 
-// Independent rendering of the name tried for a state value.
-std::string candidate(const std::string& dir, uint64_t state) {
-    static const char digits[] = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789";
-    std::string six;
-    for (int i = 0; i < 6; ++i, state /= 62) six += digits[state % 62];
-    return dir + "/coef-" + six + ".tiff";
-}
-
 TEST(TempFiles, MalformedTemplatesAreRefusedAndMadeFilesArePrivate) {
     const std::pair<const char*, int> cases[] = {{"coef-XXXXXX.tiff", 6}, {"coef-XXXXX.tiff", 5},
                                                  {"coef-XXXXXX.tiff", 4}, {"coef-XXXXXX.tiff", -1},
@@ -499,51 +408,6 @@ TEST(TempFiles, MalformedTemplatesAreRefusedAndMadeFilesArePrivate) {
     qorv::deleteTempFile(second);
     qorv::deleteTempFile(nullptr);
     EXPECT_FALSE(fs::exists(name));
-}
-
-TEST(TempFiles, CandidatesFollowTheStateSkipFilesAndLinksAndRunOut) {
-    char dirTemplate[] = "/tmp/pellucid-tempfiles-XXXXXX";
-    ASSERT_NE(mkdtemp(dirTemplate), nullptr);
-    const uint64_t start = 123456789;
-    const std::string dir = dirTemplate, first = candidate(dir, start), target = dir + "/link-target";
-    // The first candidate is free, then taken by a file, then by a link to a missing target.
-    for (int obstacle = 0; obstacle < 3; ++obstacle) {
-        if (obstacle == 2) fs::remove(first), fs::create_symlink(target, first);
-        uint64_t state = start;
-        std::string buf = dir + "/coef-XXXXXX.tiff";
-        const int fd = qorv::mkstempsFrom(buf.data(), 5, state);
-        ASSERT_GE(fd, 0) << obstacle;
-        close(fd);
-        EXPECT_EQ(state, obstacle == 0 ? start : start + 7777) << obstacle;
-        EXPECT_EQ(buf, candidate(dir, state));
-        EXPECT_FALSE(fs::exists(target));
-        if (obstacle > 0) fs::remove(buf);  // the first candidate stays as the obstacle
-    }
-    EXPECT_TRUE(fs::is_symlink(first));
-    fs::remove_all(dir);
-
-    char nowhere[] = "/nonexistent-pellucid-dir/coef-XXXXXX.tiff";
-    uint64_t state = 5;
-    EXPECT_EQ(qorv::mkstempsFrom(nowhere, 5, state), -1);
-    EXPECT_EQ(nowhere[0], '\0') << "exhausted";
-    EXPECT_EQ(state, 5u + 238328u * 7777u);
-}
-
-// The fuzzers' scratch file: a name planted in /tmp beforehand (a symlink) must not be followed.
-TEST(TempFiles, ScratchFileFollowsNoPlantedLink) {
-    const fs::path target = fs::temp_directory_path() / ("scratch_target_" + std::to_string(getpid()));
-    const std::string planted = "/tmp/scratch_test_" + std::to_string(getpid()) + ".txt";
-    { std::ofstream(target) << "keep"; }
-    fs::create_symlink(target, planted);
-    const uint8_t data[] = {'n', 'e', 'w'};
-    const std::string path = writeScratchFile("scratch_test", ".txt", data, sizeof data);
-    std::string kept;
-    std::ifstream(target) >> kept;
-    EXPECT_EQ(kept, "keep");
-    EXPECT_NE(path, planted);
-    EXPECT_FALSE(fs::is_symlink(path));
-    fs::remove(planted);
-    fs::remove(target);
 }
 
 }  // namespace

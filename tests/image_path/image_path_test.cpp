@@ -153,24 +153,6 @@ TEST_F(ImagePath, FailedWritesRestoreTheSettingAndKeepWhatWasWritten) {
               (std::vector<uint64_t>{4085, 4085, 10, 4085, 10, 10}));
 }
 
-TEST_F(ImagePath, EnumeratedSettingsWriteTheirDesignCodes) {
-    const int CAM = FG_CAMERA_LINK_CAMTYPE, SEL = FG_IMG_SELECT, PERIOD = FG_IMG_SELECT_PERIOD;
-    const std::string format = "OutputFormat_FG_FORMAT_SelectSource=",
-                      trash = " OutputFormat_VirtualTrash_EnableTrash_Value=";
-    const Step coded[] = {{CAM, 210, 0, "Camera_Format=1"},
-                          {FG_USEDVAL, 0, 0, "Camera_UseDval=0"},
-                          {FG_FORMAT, 6, 0, format + "0" + trash + "0"},
-                          {FG_FORMAT, 2, 0, format + "1" + trash + "1"},
-                          {FG_BITALIGNMENT, 0, 0, "OutputFormat_FG_BITALIGNMENT_Value=0"},
-                          {SEL, 1, kOut},
-                          {PERIOD, 3, 0, "ImageSelector_FG_IMG_SELECT_PERIOD_Divisor=3"},
-                          {SEL, 2, 0, "ImageSelector_FG_IMG_SELECT_PHASE_Number=2"}};
-    // The selected phase stays below the period.
-    const Step phase[] = {{SEL, 3, kOut}, {PERIOD, 2, kOut}, {PERIOD, 257, kOut}, {SEL, 256, kOut}};
-    run(coded);
-    run(phase);
-}
-
 TEST_F(ImagePath, StatusBitsAssembleFillOverflowAndBoardBits) {
     // Overflow, fill levels of both halves, board bits; the fill level and extended status they give.
     const uint64_t cases[][6] = {{1, 10, 20, 0x1F, 100, 0xFF}, {0, 25, 3, 0x00, 25, 0x40},
@@ -189,43 +171,6 @@ TEST_F(ImagePath, StatusBitsAssembleFillOverflowAndBoardBits) {
     control::failRead("Device1_Process0_Overflow_OverflowOccurred", 1, -55);
     uint32_t v = 0;
     EXPECT_EQ(A().Fg_getParameterWithType(&fg, FG_FILLLEVEL, &v, 0, FG_PARAM_TYPE_UINT32_T), -55);
-}
-
-TEST_F(ImagePath, WhiteBalanceFactorsAreWrittenAsDoubles) {
-    for (const auto& [id, colour] : {std::pair{FG_SCALINGFACTOR_RED, "Red"},
-                                     {FG_SCALINGFACTOR_GREEN, "Green"},
-                                     {FG_SCALINGFACTOR_BLUE, "Blue"}}) {
-        const Step refused[] = {{id, 4.0, kOut}, {id, -0.001, kOut}};
-        run(refused);
-        // A NaN passes both comparisons and goes to the design as it is.
-        for (const auto& [v, text] : {std::pair{kNaN, "nan"}, {-0.0, "-0"}, {3.9990234375, "3.9990234375"}}) {
-            EXPECT_EQ(setDouble(id, v), 0);
-            EXPECT_EQ(drained(), std::string("Bayer_White_") + colour + "Coefficient=" + text);
-        }
-        EXPECT_EQ(getDouble(id), 3.9990234375);
-    }
-}
-
-// Widths in clocks of the enabled taps, the tap mask and the clock pattern.
-TEST_F(ImagePath, SimulatorWritesItsRegistersInTapClocks) {
-    // 1000 and 1004 pixels over four taps, 1007 over four, three, two and one; the last tap stays.
-    const Step steps[] = {{FG_GEN_WIDTH, 1000, 0, "AAGenWidth=250 AAGenLineWidth=251"},
-                          {FG_GEN_LINE_GAP, 7, 0, "AAGenLineWidth=252"},
-                          {FG_GEN_TAP4, 0, 0, "AAGenMask=7 AAGenWidth=334 AAGenLineWidth=336"},
-                          {FG_GEN_TAP2, 0, 0, "AAGenMask=5 AAGenWidth=500 AAGenLineWidth=504"},
-                          {FG_GEN_TAP3, 0, 0, "AAGenMask=1 AAGenWidth=1000 AAGenLineWidth=1007"},
-                          {FG_GEN_TAP1, 0, kOut},
-                          {FG_GEN_FREQ, kNaN, kOut},
-                          {FG_GEN_FREQ, 62.5, 0, "AAGenActive=25 AAGenPassive=0"},
-                          {FG_GEN_ACCURACY, 255, 0, "AAGenActive=255 AAGenPassive=0"},
-                          {FG_GEN_FREQ, 1.0, 0, "AAGenActive=4 AAGenPassive=251"},
-                          {FG_GEN_ENABLE, 1, 0, "AAGenEnable=1"},
-                          {FG_GEN_START, 0, 0, "AAGenStart=0"},
-                          {FG_GEN_HEIGHT, 480, 0, "AAGenHeight=480"},
-                          {FG_GEN_ROLL, 1, 0, "AAGenRoll=1"}};
-    run(steps);
-    EXPECT_EQ((std::vector<double>{get(FG_GEN_ACTIVE), get(FG_GEN_PASSIVE), get(FG_GEN_LINE_WIDTH)}),
-              (std::vector<double>{4, 251, 1007}));
 }
 
 // The entry as the processing values define it, written out independently of the applet: a value
@@ -259,22 +204,6 @@ TEST_F(ImagePath, ProcessorTablesFollowTheFormula) {
         for (const char* lut : {kLutR, kLutG, kLutB}) EXPECT_EQ(control::field(lut), want) << lut;
         EXPECT_EQ(table(FG_LUT_VALUE_GREEN), want);
     }
-}
-
-TEST_F(ImagePath, TypeSwitchDefersProcessingAndChangesAccess) {
-    const int R = FG_ACCESS_READ, RW = FG_ACCESS_READ_WRITE_CHANGE;
-    auto access = [&](int file, int processing) {
-        EXPECT_EQ(description(FG_LUT_CUSTOM_FILE)->accessFlags, file);
-        for (int id : {FG_PROCESSING_GAIN, FG_PROCESSING_GAMMA, FG_PROCESSING_OFFSET, FG_PROCESSING_INVERT})
-            EXPECT_EQ(description(id)->accessFlags, processing) << id;
-    };
-    access(R, RW);
-    // No file and no processing in file mode.
-    run({{FG_LUT_TYPE, 0, 0}, {FG_PROCESSING_GAIN, 2.0, 0}, {FG_PROCESSING_GAMMA, 1.0, 0}});
-    access(RW, R);
-    run({{FG_LUT_TYPE, 3, 0, kBlocks}, {FG_LUT_TYPE, 1, kOut}});
-    access(R, RW);
-    EXPECT_TRUE(entry(FG_LUT_VALUE_BLUE, 100) == 200 && entry(FG_LUT_VALUE_BLUE, 3000) == 4095);
 }
 
 TEST_F(ImagePath, SingleEntriesAreCheckedWrittenAndRestored) {

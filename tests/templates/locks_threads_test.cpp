@@ -11,33 +11,6 @@
 
 using namespace qorv::templates;
 
-namespace {
-
-// Whether another thread gets `lock` (and gives it back).
-template <typename Lock>
-bool freeForOthers(Lock& lock) {
-    bool got = false;
-    std::thread([&] {
-        if ((got = lock.try_acquire(500))) lock.release();
-    }).join();
-    return got;
-}
-
-}  // namespace
-
-TEST(LockThreads, TryAcquireSeesOtherThreadsHold) {
-    platform::CriticalSection cs;
-    platform::RecursiveMutex rm;
-    cs.acquire(), rm.acquire(), rm.acquire();
-    EXPECT_FALSE(freeForOthers(cs));
-    EXPECT_FALSE(freeForOthers(rm));
-    cs.release(), rm.release();
-    EXPECT_TRUE(freeForOthers(cs));
-    EXPECT_FALSE(freeForOthers(rm)) << "still held once";
-    rm.release();
-    EXPECT_TRUE(freeForOthers(rm));
-}
-
 // Misuse of the generic lock is reported and leaves it usable from other threads.
 TEST(LockThreads, GenericLockMisuseIsReportedAndLeavesItBalanced) {
     patterns::GenericLock lock;

@@ -166,27 +166,6 @@ TEST_F(Trigger, DownscaleAndPhasePublishEachOthersLimits) {
 
 // ---- sequencer, queue and software trigger ----
 
-TEST_F(Trigger, PulsesPerEventNeverLeaveTheSelectedPulseAboveTheDownscale) {
-    const std::string down = "Generators_Sequence_Downscale=", sel = "Generators_Sequence_SelectedPulse=",
-                      clear = " Generators_ClearDownscale_Mode=2";
-    run({step(FG_TRIGGER_MULTIPLY_PULSES, 5, 0, down + "5 " + sel + "5" + clear),
-         step(FG_TRIGGER_MULTIPLY_PULSES, 3, 0, sel + "3 " + down + "3" + clear),
-         step(FG_TRIGGER_MULTIPLY_PULSES, 3, 0, sel + "3 " + down + "3" + clear)});
-}
-
-TEST_F(Trigger, QueueModeRoutesOnlyOutsideGeneratorModeAndSetsTheSoftwareTriggerLimit) {
-    const std::string full = " Generators_Queue_QueueFullValue_Number=",
-                      on = " Generators_Queue_QueueEnabled_Select=";
-    run({step(FG_TRIGGERQUEUE_MODE, 1, 0, "")});
-    EXPECT_EQ(description(kSend)->u.uiReg.to, 2040u);
-    run({step(FG_AREATRIGGERMODE, Software),
-         step(FG_TRIGGERQUEUE_MODE, 0, 0, kPeriod + "=10" + full + "1" + on + "0"),
-         step(FG_TRIGGERQUEUE_MODE, 1, 0, kPeriod + "=7812490" + full + "2040" + on + "1"),
-         step(FG_TRIGGER_QUEUE_FILLLEVEL_EVENT_ON_THRESHOLD, 2, 0, "Hysteresis_OnLevel_Number=2"),
-         step(FG_TRIGGER_QUEUE_FILLLEVEL_EVENT_OFF_THRESHOLD, 2047, 0, "Hysteresis_OffLevel_Number=2047"),
-         step(FG_TRIGGER_QUEUE_FILLLEVEL_EVENT_OFF_THRESHOLD, 1, kOut, "")});
-}
-
 TEST_F(Trigger, SoftwareTriggerRefusalsAndBursts) {
     // Without the queue a pulse waits for a ready generator and an empty queue.
     run({step(kSend, 1, FG_SOFTWARE_TRIGGER_WRONG_MODE, ""), step(FG_AREATRIGGERMODE, Software),
@@ -269,25 +248,6 @@ TEST_F(Trigger, ModeAndStateSettersRestoreOnFailure) {
 
 // ---- trigger input, outputs and read-outs ----
 
-TEST_F(Trigger, InputDebounceSelectionAndClears) {
-    const std::string debounce = "TriggerInput_Debounce8_Prescale_Period=",
-                      minMax = "InputStatistics_ClearMinMax_Value=";
-    // Microseconds in 48 ns units, a NaN as 0; the min/max clear toggles its bit.
-    run({step(FG_TRIGGERIN_DEBOUNCE, 0.096, 0, debounce + "2"),
-         step(FG_TRIGGERIN_DEBOUNCE, 3.024, 0, debounce + "63"),
-         step(FG_TRIGGERIN_DEBOUNCE, 1.0, 0, debounce + "21"),
-         step(FG_TRIGGERIN_DEBOUNCE, std::nan(""), 0, debounce + "0"),
-         step(FG_TRIGGERIN_SRC, 7, 0, "InputSelect_Select_Select=7"),
-         step(FG_TRIGGERIN_POLARITY, 1, 0, "InputSelect_Polarity_Invert=1"),
-         step(FG_TRIGGERIN_BYPASS_SRC, 3, 0, "InputSelect_BypassSelect_Select=3"),
-         step(FG_TRIGGERIN_STATS_PULSECOUNT_CLEAR, 1, 0, "InputStatistics_ClearPulses_Mode=2"),
-         step(FG_TRIGGERIN_STATS_PULSECOUNT_CLEAR, 0, kOut, ""),
-         step(FG_TRIGGERIN_STATS_MINMAXFREQUENCY_CLEAR, 1, 0, minMax + "1"),
-         step(FG_TRIGGERIN_STATS_MINMAXFREQUENCY_CLEAR, 1, 0, minMax + "0")});
-    vc::setValue(kTrigger + debounce.substr(0, debounce.size() - 1), 63);
-    expectReads({is(FG_TRIGGERIN_DEBOUNCE, 3.024), is(FG_TRIGGERIN_SRC, 7)});
-}
-
 TEST_F(Trigger, EveryOutputChoiceBecomesASelectAndAnInvertBit) {
     const char* const selectAndInvert[] = {"00", "10", "20", "30", "50", "51",
                                            "01", "11", "21", "31", "40", "41"};
@@ -302,43 +262,7 @@ TEST_F(Trigger, EveryOutputChoiceBecomesASelectAndAnInvertBit) {
     EXPECT_EQ(getUInt(FG_TRIGGERCC_SELECT2), 5u);
 }
 
-TEST_F(Trigger, ReadOutsAndTheirClears) {
-    // In order: a missing frame stays unseen while only the period limit is exceeded.
-    using ReadOut = std::tuple<std::string, uint64_t, int, double>;  // status, its value, parameter, read
-    const ReadOut readOuts[] = {
-        {"TriggerCam0_InputStatistics_ReadPulses_Status", 0x12345, FG_TRIGGERIN_STATS_PULSECOUNT, 0x2345},
-        {"TriggerCam0_InputStatistics_ReadPeriod_Status", 62500, FG_TRIGGERIN_STATS_FREQUENCY, 1000},
-        {"TriggerCam0_InputStatistics_ReadMax_Status", 625000, FG_TRIGGERIN_STATS_MINFREQUENCY, 100},
-        {"TriggerCam0_InputStatistics_ReadMin_Status", 0, FG_TRIGGERIN_STATS_MAXFREQUENCY, 0},  // none seen
-        {"TriggerCam0_OutputStatistics_ReadPulses_Status", 77, FG_TRIGGEROUT_STATS_PULSECOUNT, 77},
-        {"Monitoring_CheckPeriod_Cam0_Exceeded_Status", 1, FG_TRIGGER_EXCEEDED_PERIOD_LIMITS, 1},
-        {"Monitoring_CheckForMissingFrame_Cam0_Missing_Status", 0, FG_MISSING_CAMERA_FRAME_RESPONSE, 0},
-        {"Monitoring_CheckForMissingFrame_Cam0_Missing_Status", 1, FG_MISSING_CAMERA_FRAME_RESPONSE, 1},
-    };
-    for (const auto& [status, raw, id, read] : readOuts) {
-        vc::setValue(kTrigger + status, raw);
-        expectReads({is(id, read)});
-    }
-    run({step(FG_TRIGGEROUT_STATS_SOURCE, 3, 0, "OutputStatistics_Select_Select=3"),
-         step(FG_TRIGGER_OUTPUT_EVENT_SELECT, 2, 0, "OutputEvent_Select_Select=2"),
-         step(FG_TRIGGEROUT_STATS_PULSECOUNT_CLEAR, 1, 0, "OutputStatistics_ClearPulses_Mode=2"),
-         step(FG_TRIGGER_EXCEEDED_PERIOD_LIMITS_CLEAR, 1, 0,
-              "Monitoring_CheckPeriod_Cam0_ResetExceeded_Mode=2"),
-         step(FG_MISSING_CAMERA_FRAME_RESPONSE_CLEAR, 1, 0,
-              "Monitoring_CheckForMissingFrame_Cam0_ResetMissing_Mode=2"),
-         step(FG_TRIGGER_EXCEEDED_PERIOD_LIMITS, 0, kInvalid, "")});
-}
-
 // ---- legacy mode ----
-
-TEST_F(Trigger, LegacyOffOnlyRemembersItsParameters) {
-    run({step(FG_EXPOSURE, 2000, 0, ""), step(FG_EXPOSURE, 5, kOut, ""), step(FG_EXSYNCDELAY, 20.0, 0, ""),
-         step(FG_CCSEL1, 3, kOut, ""), step(FG_CCSEL1, 8, 0, ""), step(FG_DIGIO_OUTPUT, 4, kOut, ""),
-         step(FG_PRESCALER, 20.0, 0, ""), step(FG_TRIGGERMODE, 3, kOut, ""),
-         step(FG_TRIGGERMODE, 2, kInvalid, "")});
-    expectReads({is(FG_EXPOSURE, 2000), is(FG_TRIGGERMODE, 0)});
-    expectAccess({is(FG_EXPOSURE, kRead)});
-}
 
 TEST_F(Trigger, LegacyOnAppliesTheCachedParametersAndOwnsTheTriggerSystem) {
     // Flash on line 1 and a period of 100000 us.

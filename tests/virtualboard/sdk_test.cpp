@@ -125,34 +125,6 @@ TEST_F(PlainHandle, Fields) {
     EXPECT_EQ(std::vector<uint32_t>({one.value, v[0], v[1], v[2]}), (std::vector<uint32_t>{5, 2, 1, 0}));
 }
 
-// Raw registers, on board 1 with a design of its own.
-TEST(Registers, AccessRules) {
-    control::reset();
-    const std::string text =
-        "QORV-DESIGN 1\nname T\nversion 1\ntypecode 1\nuid u\nregister R 8 ro\nregister W 8 wo\n"
-        "register E 1 rw\nregister X 32 rw\nbitstream 0 2d06800538d394c2\n\nend\n";
-    fpga_design* d = HapLoadDesignFromBuffer(text.data(), text.size(), 1);
-    Fg_Struct* fg = Fg_InitHandle("T", QorvBoardOpen(1), d);
-    ASSERT_NE(fg, nullptr);
-    ZEdevice* board = QorvBoardOpen(1);
-    const std::tuple<int, uint64_t, int> writes[] = {
-        {4, 1ull << 32, kRange}, {4, 0xffffffff, 0}, {1, 1, kNA},     {2, 1, 0}, {3, 1, 0},
-        {3, 2, kRange},          {0, 1, kInvalid},   {5, 1, kInvalid}};
-    for (const auto& [number, value, result] : writes)
-        EXPECT_EQ(QorvRegisterWrite(board, number, value), result) << number << "=" << value;
-    EXPECT_EQ(control::writes(1),
-              (Strings{"X=4294967296 !-6000", "X=4294967295", "R=1 !-12", "W=1", "E=1", "E=2 !-6000"}));
-    EXPECT_EQ(control::writes(0), Strings{});
-    uint64_t r = 7, w = 7, e = 7;
-    EXPECT_EQ((Results{QorvRegisterRead(board, 1, &r), QorvRegisterRead(board, 2, &w),
-                       QorvRegisterRead(board, 3, &e), QorvRegisterRead(board, 0, &w),
-                       QorvRegisterRead(board, 5, &w), QorvRegisterRead(board, 3, nullptr)}),
-              (Results{0, kNA, 0, kInvalid, kInvalid, kInvalid}));
-    EXPECT_EQ(std::tuple(r, w, e), std::tuple(0u, 7u, 1u));
-    Fg_FreeGrabber(fg);
-    HapUnloadHapFile(d);
-}
-
 // Every attempt on a known target is journaled in order, a refused or failed one with its error. A
 // rule fails the nth access of a name, or of any, once; reset clears rules, values and journal.
 TEST_F(PlainHandle, JournalInjectedFailuresAndReset) {
@@ -196,36 +168,6 @@ TEST_F(PlainHandle, JournalInjectedFailuresAndReset) {
     Fg_Struct* second = Fg_InitHandle("Pellucid.hap", QorvBoardOpen(0), design);
     EXPECT_EQ(control::value(kOverflow), 1u);
     EXPECT_EQ(Fg_FreeGrabber(second), 0);
-}
-
-// The SDK's own parameters as described, written and read; the last two are what the board reports.
-TEST_F(PlainHandle, SdkParameters) {
-    RegisterInfo* group = Fg_getParameterInfo(fg, 0);
-    ASSERT_NE(group, nullptr);
-    ASSERT_EQ(group->u.gReg.nrOfElements, 4);
-    const std::tuple<const char*, int, uint32_t, uint32_t> expected[] = {
-        {"FG_TIMEOUT", FG_TIMEOUT, 2, 2147483646},
-        {"FG_TURBO_DMA_MODE", FG_TURBO_DMA_MODE, 0, 1},
-        {"FG_CAMSTATUS_EXTENDED", FG_CAMSTATUS_EXTENDED, 0, UINT32_MAX},
-        {"FG_DIGIO_INPUT", FG_DIGIO_INPUT, 0, UINT32_MAX}};
-    for (int i = 0; i < 4; ++i) {
-        const auto& [name, id, from, to] = expected[i];
-        const RegisterInfo* leaf = group->u.gReg.elements[i];
-        const bool readOnly = i >= 2;
-        EXPECT_EQ(std::tuple(std::string(leaf->parameterName), Fg_getParameterIdByName(fg, name), leaf->id,
-                             leaf->u.uiReg.from, leaf->u.uiReg.to, leaf->accessFlags),
-                  std::tuple(std::string(name), id, id, from, to,
-                             readOnly ? FG_ACCESS_READ : FG_ACCESS_READ_WRITE_CHANGE));
-        control::setSdkValue(id, 0xa5);
-        uint64_t v = ~0ull;
-        EXPECT_EQ((Results{set(id, to, kU32), get(id, v, kU64), long(v)}),
-                  (Results{readOnly ? kNA : 0, 0, readOnly ? 0xa5 : long(to)}));
-        if (readOnly) continue;
-        EXPECT_EQ(
-            (Results{set(id, from - 1, kI32), set(id, to + 1, kU32), Fg_setParameter(fg, id, &from, 0)}),
-            (Results{kRange, kRange, 0}));
-        EXPECT_EQ(control::sdkValue(id), from);
-    }
 }
 
 TEST(Handles, InitErrors) {
