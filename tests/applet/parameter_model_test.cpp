@@ -32,53 +32,63 @@ class ParameterModel : public AppletOnBoard {
             walk(g, walk);
         return out;
     }
+    // A writable number, copied out: the descriptions go with the object at a reopen.
+    struct Writable {
+        int id;
+        std::string name;
+        bool isDouble;
+        std::vector<double> accepted;  // the range's ends, or every entry of an enumeration
+    };
+    std::vector<Writable> writableNumbers() {
+        std::vector<Writable> out;
+        for (const RegisterInfo* r : leaves()) {
+            if ((r->accessFlags & FG_ACCESS_READ_WRITE) != FG_ACCESS_READ_WRITE) continue;
+            if (r->format == REG_FORMAT_UINT) {
+                out.push_back({r->id, r->name, false, {double(r->u.uiReg.from), double(r->u.uiReg.to)}});
+            } else if (r->format == REG_FORMAT_DOUBLE) {
+                out.push_back({r->id, r->name, true, {r->u.dReg.from, r->u.dReg.to}});
+            } else if (r->format == REG_FORMAT_ENUM) {
+                const int* v = r->u.eReg.enumValues;
+                out.push_back({r->id, r->name, false, {v, v + r->u.eReg.nrOfElements}});
+            }
+        }
+        return out;
+    }
+    int set(const Writable& w, double v) {
+        return w.isDouble ? setDouble(w.id, v) : setUInt(w.id, static_cast<uint32_t>(v));
+    }
+    double get(const Writable& w) { return w.isDouble ? getDouble(w.id) : getUInt(w.id); }
 };
 
 // The published catalogue itself (groups, ranges, entries, units, defaults) is checked whole by
 // the reference document's freshness test; here: that the setters honour what it publishes.
 TEST_F(ParameterModel, EveryWritableNumberAcceptsExactlyItsPublishedRange) {
-    struct Probe {
-        int id;
-        std::string name;
-        bool isDouble;
-        double value;
-        bool inRange;
-    };
     const double inf = std::numeric_limits<double>::infinity();
-    std::vector<Probe> probes;
-    for (const RegisterInfo* r : leaves()) {
-        if ((r->accessFlags & FG_ACCESS_READ_WRITE) != FG_ACCESS_READ_WRITE) continue;
-        auto probe = [&](double v, bool in) {
-            probes.push_back({r->id, r->name, r->format == REG_FORMAT_DOUBLE, v, in});
-        };
-        if (r->format == REG_FORMAT_UINT) {
-            probe(r->u.uiReg.from, true);
-            probe(r->u.uiReg.to, true);
-            if (r->u.uiReg.from > 0) probe(r->u.uiReg.from - 1.0, false);
-            if (r->u.uiReg.to < UINT32_MAX) probe(r->u.uiReg.to + 1.0, false);
-        } else if (r->format == REG_FORMAT_ENUM) {
-            const int* values = r->u.eReg.enumValues;
-            for (int i = 0; i < r->u.eReg.nrOfElements; ++i) probe(values[i], true);
-            probe(*std::max_element(values, values + r->u.eReg.nrOfElements) + 1.0, false);
-        } else if (r->format == REG_FORMAT_DOUBLE) {
-            probe(r->u.dReg.from, true);
-            probe(r->u.dReg.to, true);
-            probe(std::nextafter(r->u.dReg.from, -inf), false);
-            probe(std::nextafter(r->u.dReg.to, inf), false);
-        }
-    }
-    for (const Probe& p : probes) {
-        SCOPED_TRACE(p.name + " " + std::to_string(p.value));
-        reopen();  // each probe on the state the description was read in
-        // The phase's published range is static; the period it must stay below is not.
-        if (p.id == FG_IMG_SELECT) {
-            ASSERT_EQ(setUInt(FG_IMG_SELECT_PERIOD, 256), 0);
-        }
-        const int rc = p.isDouble ? setDouble(p.id, p.value) : setUInt(p.id, static_cast<uint32_t>(p.value));
-        if (p.inRange || rc == FG_SOFTWARE_TRIGGER_WRONG_MODE || rc == FG_INVALID_PARAMETER) {
-            EXPECT_NE(rc, FG_VALUE_OUT_OF_RANGE);
+    for (const Writable& w : writableNumbers()) {
+        // Just outside: the next double, or the integers next to the smallest and the largest.
+        const auto [min, max] = std::minmax_element(w.accepted.begin(), w.accepted.end());
+        std::vector<std::pair<double, bool>> probes;
+        for (double v : w.accepted) probes.emplace_back(v, true);
+        if (w.isDouble) {
+            probes.insert(probes.end(),
+                          {{std::nextafter(*min, -inf), false}, {std::nextafter(*max, inf), false}});
         } else {
-            EXPECT_EQ(rc, FG_VALUE_OUT_OF_RANGE);
+            if (*min > 0) probes.emplace_back(*min - 1, false);
+            if (*max < UINT32_MAX) probes.emplace_back(*max + 1, false);
+        }
+        for (auto [value, inRange] : probes) {
+            SCOPED_TRACE(w.name + " " + std::to_string(value));
+            reopen();  // each probe on the state the description was read in
+            // The phase's published range is static; the period it must stay below is not.
+            if (w.id == FG_IMG_SELECT) {
+                ASSERT_EQ(setUInt(FG_IMG_SELECT_PERIOD, 256), 0);
+            }
+            const int rc = set(w, value);
+            if (inRange || rc == FG_SOFTWARE_TRIGGER_WRONG_MODE || rc == FG_INVALID_PARAMETER) {
+                EXPECT_NE(rc, FG_VALUE_OUT_OF_RANGE);
+            } else {
+                EXPECT_EQ(rc, FG_VALUE_OUT_OF_RANGE);
+            }
         }
     }
 }
@@ -166,36 +176,18 @@ TEST_F(ParameterModel, DispatchRefusesWithTheRightNumber) {
 // Whatever a setter writes first (design, register or SDK value) may fail: the setter answers that
 // error and the old value stays readable.
 TEST_F(ParameterModel, EveryFailedFirstWriteFailsItsSetterAndKeepsTheOldValue) {
-    struct Case {
-        int id;
-        std::string name;
-        bool isDouble;
-        double from, to;
-    };
-    std::vector<Case> cases;  // copied: the descriptions go with the object
-    for (const RegisterInfo* r : leaves()) {
-        if ((r->accessFlags & FG_ACCESS_READ_WRITE) != FG_ACCESS_READ_WRITE) continue;
-        if (r->format == REG_FORMAT_UINT) {
-            cases.push_back({r->id, r->name, false, double(r->u.uiReg.from), double(r->u.uiReg.to)});
-        } else if (r->format == REG_FORMAT_ENUM && r->u.eReg.nrOfElements > 1) {
-            cases.push_back(
-                {r->id, r->name, false, double(r->u.eReg.enumValues[0]), double(r->u.eReg.enumValues[1])});
-        } else if (r->format == REG_FORMAT_DOUBLE) {
-            cases.push_back({r->id, r->name, true, r->u.dReg.from, r->u.dReg.to});
-        }
-    }
     int failing = 0;
-    for (const Case& c : cases) {
+    for (const Writable& w : writableNumbers()) {
+        if (w.accepted.size() < 2) continue;
         reopen();
-        auto get = [&] { return c.isDouble ? getDouble(c.id) : getUInt(c.id); };
-        const double old = get(), value = old == c.to ? c.from : c.to;
+        const double old = get(w), value = old == w.accepted[1] ? w.accepted[0] : w.accepted[1];
         vboard::control::clearJournal();
         vboard::control::failWrite("", 1, -77);
-        const int rc = c.isDouble ? setDouble(c.id, value) : setUInt(c.id, static_cast<uint32_t>(value));
+        const int rc = set(w, value);
         if (vboard::control::writesMatching("!-77").empty()) continue;  // refused, or only cached
         ++failing;
-        EXPECT_EQ(std::pair(rc, lastError()), std::pair(-77, -77)) << c.name;
-        EXPECT_EQ(get(), old) << c.name;
+        EXPECT_EQ(std::pair(rc, lastError()), std::pair(-77, -77)) << w.name;
+        EXPECT_EQ(get(w), old) << w.name;
     }
     EXPECT_GT(failing, 50);
 }
