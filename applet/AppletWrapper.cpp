@@ -169,15 +169,18 @@ void FgZeWrapperImpl::setDefaultValues() {
 void FgZeWrapperImpl::writeDesign(int designId, const void* value, int dmaIndex, int type,
                                   bool throwOnError) {
     if (value == nullptr) return refuse(FG_INVALID_PARAMETER, throwOnError);
-    const int rc = wrapperFg()->DLL_Fg_setParameterWithType(fglibFg(), designId, value,
-                                                            static_cast<unsigned>(dmaIndex), type);
+    const auto set = wrapperFg()->DLL_Fg_setParameterWithType;
+    // An SDK without typed access leaves the design out of reach, which is no reason to crash.
+    if (set == nullptr) return refuse(FG_NOT_AVAILABLE, throwOnError);
+    const int rc = set(fglibFg(), designId, value, static_cast<unsigned>(dmaIndex), type);
     if (rc != 0) refuse(rc, throwOnError);
 }
 
 void FgZeWrapperImpl::readDesign(int designId, void* value, int dmaIndex, int type, bool throwOnError) {
     if (value == nullptr) return refuse(FG_INVALID_PARAMETER, throwOnError);
-    const int rc = wrapperFg()->DLL_Fg_getParameterWithType(fglibFg(), designId, value,
-                                                            static_cast<unsigned>(dmaIndex), type);
+    const auto get = wrapperFg()->DLL_Fg_getParameterWithType;
+    if (get == nullptr) return refuse(FG_NOT_AVAILABLE, throwOnError);
+    const int rc = get(fglibFg(), designId, value, static_cast<unsigned>(dmaIndex), type);
     if (rc != 0) refuse(rc, throwOnError);
 }
 

@@ -88,7 +88,7 @@ TEST(SdkWithoutErrorFunction, FailedInitReportsDesignLoadFailure) {
     EXPECT_EQ(error, FG_DESIGN_LOAD_FAILED);
 }
 
-// --- run with an SDK that lacks the status, free and parameter-description functions ---
+// --- run with an SDK that lacks the status, free, typed-access and parameter-description functions ---
 TEST(SdkWithoutSomeFunctions, UnboundForwardsAnswerNotAvailable) {
     Fg_Struct fg{};
     int error = 1;
@@ -97,6 +97,12 @@ TEST(SdkWithoutSomeFunctions, UnboundForwardsAnswerNotAvailable) {
     EXPECT_EQ(A().Fg_getStatusEx(&fg, 0, 0, 0, nullptr), FG_NOT_AVAILABLE);
     EXPECT_EQ(A().Fg_getLastErrorNumber(&fg), FG_NOT_AVAILABLE);
     EXPECT_EQ(A().Fg_getParameterInfo(&fg, 0), nullptr) << "an SDK that describes no parameters gates it";
+    // Without typed access the design is out of reach, and so are the SDK's own input levels.
+    uint32_t value = 1024;
+    EXPECT_EQ(A().Fg_setParameterWithType(&fg, FG_WIDTH, &value, 0, FG_PARAM_TYPE_UINT32_T),
+              FG_NOT_AVAILABLE);
+    EXPECT_EQ(A().Fg_getParameterWithType(&fg, FG_DIGIO_INPUT, &value, 0, FG_PARAM_TYPE_UINT32_T),
+              FG_NOT_AVAILABLE);
     // With no SDK free function there is nothing to call: the result is 0 and the object goes.
     EXPECT_EQ(A().Fg_FreeGrabber(&fg), 0);
     EXPECT_EQ(fg.Master, nullptr);

@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -67,20 +68,17 @@ TEST_F(CliTest, ListShowsNestedGroupsWithValuesRangesUnitsAndAccess) {
 }
 
 TEST_F(CliTest, SetAcceptsEntryNamesDisplayNamesNumbersAndDotDecimalsInAnyLocale) {
-    struct Case {
-        std::string assignment;
-        std::string printed;
-    } cases[] = {
+    const std::pair<std::string, std::string> cases[] = {
         {"FG_FORMAT=FG_COL48", "FG_FORMAT=6 (FG_COL48, Color 48bit)"},
         {"FG_FORMAT=Color 48bit", "FG_FORMAT=6 (FG_COL48, Color 48bit)"},
         {"FG_FORMAT=6", "FG_FORMAT=6 (FG_COL48, Color 48bit)"},
         {"FG_WIDTH=512", "FG_WIDTH=512"},
         {"FG_PROCESSING_GAIN=1.5", "FG_PROCESSING_GAIN=1.5"},
     };
-    for (const Case& c : cases) {
-        const Outcome r = run({"set", c.assignment}, "LC_ALL=de_DE.UTF-8 LANG=de_DE.UTF-8");
-        EXPECT_EQ(r.exitCode, 0) << c.assignment << ": " << r.err;
-        EXPECT_EQ(r.out, c.printed + "\n") << c.assignment;
+    for (const auto& [assignment, printed] : cases) {
+        const Outcome r = run({"set", assignment}, "LC_ALL=de_DE.UTF-8 LANG=de_DE.UTF-8");
+        EXPECT_EQ(r.exitCode, 0) << assignment << ": " << r.err;
+        EXPECT_EQ(r.out, printed + "\n") << assignment;
     }
 }
 
@@ -147,35 +145,25 @@ TEST_F(CliTest, EveryFailureNamesItsSubjectAndTheErrorAndExitsNonZero) {
 }
 
 TEST_F(CliTest, WrongUsageExitsWithTwoAndTheParsersMessage) {
-    const std::vector<std::string> cases[] = {{},
-                                              {"get"},
-                                              {"set"},
-                                              {"--board", "x", "list"},
-                                              {"grab", "--out", "d"},
-                                              {"grab", "--frames", "0", "--out", "d"},
-                                              {"get", "--config", "/nonexistent.mcf", "FG_WIDTH"},
-                                              {"list", "--frobnicate"}};
-    for (const auto& args : cases) {
-        const Outcome r = run(args);
-        EXPECT_EQ(r.exitCode, 2) << (args.empty() ? "(none)" : args.front());
+    for (const char* line : {"", "get", "set", "--board x list", "grab --out d", "grab --frames 0 --out d",
+                             "get --config /nonexistent.mcf FG_WIDTH", "list --frobnicate"}) {
+        std::istringstream words(line);
+        const Outcome r = run({std::istream_iterator<std::string>(words), {}});
+        EXPECT_EQ(r.exitCode, 2) << line;
         EXPECT_NE(r.err.find("--help"), std::string::npos) << r.err;
     }
     EXPECT_EQ(run({"--help"}).exitCode, 0);
 }
 
 TEST_F(CliTest, GrabWritesOnePngPerFrameInTheFormatsBitDepth) {
-    struct Case {
-        const char* format;
-        int bitDepth;
-    } cases[] = {{"FG_COL24", 8}, {"FG_COL48", 16}};
-    for (const Case& c : cases) {
-        const fs::path out = dir_ / c.format;
+    for (const auto& [format, bitDepth] : {std::pair("FG_COL24", 8), std::pair("FG_COL48", 16)}) {
+        const fs::path out = dir_ / format;
         const Outcome r = run({"grab", "--frames", "3", "--out", out.string(), "--config",
-                               PELLUCID_SIMULATOR_MCF, "--set", std::string("FG_FORMAT=") + c.format, "--set",
+                               PELLUCID_SIMULATOR_MCF, "--set", std::string("FG_FORMAT=") + format, "--set",
                                "FG_WIDTH=256", "--set", "FG_HEIGHT=64", "--timeout", "3"});
         ASSERT_EQ(r.exitCode, 0) << r.err;
         EXPECT_NE(r.out.find("3 frames in "), std::string::npos) << r.out;
-        for (int n = 1; n <= 3; ++n) expectFrame(out, n, 256, 64, c.bitDepth, true);
+        for (int n = 1; n <= 3; ++n) expectFrame(out, n, 256, 64, bitDepth, true);
         EXPECT_FALSE(fs::exists(out / "frame_0004.png"));
     }
 }

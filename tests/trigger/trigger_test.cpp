@@ -158,6 +158,10 @@ TEST_F(Trigger, DownscaleAndPhasePublishEachOthersLimits) {
         run({step(f.phase, 4, kOut), step(f.phase, 3, 0, f.selected + "=4")});
         EXPECT_EQ(description(f.downscale)->u.uiReg.from, 4u);
         run({step(f.downscale, 3, kOut), step(f.phase, 0), step(f.downscale, 1), step(f.downscale, 0, kOut)});
+        // What a previous session left is no start for the next one.
+        run({step(f.downscale, 4), step(f.phase, 3)});
+        reopen();
+        EXPECT_EQ(value(f.selected), 1u);
     }
     EXPECT_EQ(setUInt(pfg(2, Downscale), 8), kOut);
     EXPECT_EQ(setUInt(FG_TRIGGERIN_DOWNSCALE, 8), 0) << "the input downscaler has no upper bound";

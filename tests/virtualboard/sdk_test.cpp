@@ -186,6 +186,24 @@ TEST(Handles, InitErrors) {
     HapUnloadHapFile(design);
 }
 
+// A design parameter as wide as the value itself still refuses negatives of the signed types.
+TEST(Handles, FullWidthParametersRefuseNegatives) {
+    control::reset();
+    const std::string text =
+        "QORV-DESIGN 1\nname W\nversion 1\ntypecode 1\nuid w\nparam W uint 64 rw\n"
+        "bitstream 0 2d06800538d394c2\n\nend\n";
+    fpga_design* design = HapLoadDesignFromBuffer(text.data(), text.size(), 1);
+    Fg_Struct* fg = Fg_InitHandleSlaveAware("W", QorvBoardOpen(1), design, 0);
+    ASSERT_NE(fg, nullptr);
+    const int64_t minus = -1;  // as an unsigned 64-bit value, the largest, which fits
+    const auto set = [&](int type) {
+        return Fg_setParameterWithType(fg, Fg_getParameterIdByName(fg, "W"), &minus, 0, type);
+    };
+    EXPECT_EQ((Results{set(kI32), set(kI64), set(kU64)}), (Results{kRange, kRange, 0}));
+    EXPECT_EQ(Fg_FreeGrabber(fg), 0);
+    HapUnloadHapFile(design);
+}
+
 // A handle opened with an applet (a stand-in that echoes what reaches it) routes every call to it.
 TEST(Applets, HandleRoutesEveryCallToTheApplet) {
     Fg_Struct* fg = Fg_Init(VBOARD_FAKE_APPLET, 0);
