@@ -58,7 +58,7 @@ struct SignalDescription {
     double rateHz = 1000.0;
     int64_t startNs = 0;
     uint64_t count = 0;
-    std::vector<int64_t> timesNs;
+    std::vector<int64_t> timesNs{};
     int64_t widthNs = 1000;
     // After every `glitchEvery`-th pulse (0: none), a glitch of glitchWidthNs halfway to the next.
     uint32_t glitchEvery = 0;
