@@ -141,7 +141,10 @@ TEST_F(ParameterModel, FailedLookupsAnswerInvalidParameterAndRecordIt) {
         EXPECT_TRUE(fails());
         EXPECT_EQ(lastError(), FG_INVALID_PARAMETER);
     }
-    // The count is a lookup too: it records its success.
+    // A found event and the count are lookups too: they record their success.
+    EXPECT_EQ(maskOf("FG_OVERFLOW_CAM0"), 1UL);
+    EXPECT_EQ(lastError(), 0);
+    idOf("");
     EXPECT_EQ(A().Fg_getNrOfParameter(&fg), count);
     EXPECT_EQ(lastError(), 0);
 }

@@ -238,7 +238,7 @@ TEST_F(LutFile, WritersGiveTheDocumentedTextOrRefuse) {
     // Refused before the file is touched.
     EXPECT_EQ(saved(parser.saveLutToFile(p, &gray, &broken, &gray)), "-1:gain=0.333333333333;\nn='x';\n");
     EXPECT_EQ(parser.saveLutToFile(p, static_cast<const LookupTable_s*>(nullptr)), -1);
-    EXPECT_EQ(parser.saveMatrixToFile(p, "h", nullptr, 3), -1);
+    EXPECT_EQ(parser.saveMatrixToFile(p, "h", nullptr, 1), -1);
     EXPECT_EQ(parser.saveLutToFile(p, &k, nullptr), -1);
     EXPECT_EQ(parser.saveLutToFile("/nonexistent/lut.txt", &gray), -1);
     EXPECT_EQ(parser.saveLutToFile(nullptr, &gray, &gray, &gray), -1);

@@ -221,6 +221,13 @@ TEST_F(Trigger, BusyFlagAndFillLevels) {
               -55);
 }
 
+// Clearing the minimum and maximum frequency is a toggle of its design value.
+TEST_F(Trigger, MinMaxClearTogglesItsDesignValue) {
+    const std::string toggle = "InputStatistics_ClearMinMax_Value=";
+    run({step(FG_TRIGGERIN_STATS_MINMAXFREQUENCY_CLEAR, 1, 0, toggle + "1"),
+         step(FG_TRIGGERIN_STATS_MINMAXFREQUENCY_CLEAR, 1, 0, toggle + "0")});
+}
+
 TEST_F(Trigger, ModeAndStateSettersRestoreOnFailure) {
     // A write failing in the middle of the full restart: the mode stays, the writes done stay.
     run({step(FG_TRIGGERSTATE, Active)});

@@ -147,7 +147,8 @@ TEST(DesignFile, BadBuffersAndFiles) {
         {nullptr, 2628, ""},
         {VBOARD_DESIGN_FILE, 2629, "has type code 2628, not 2629"},
         {"/nonexistent/Pellucid.hap", 2628, "cannot open"},
-        {fifo.c_str(), 2628, "not a regular file"}};
+        {fifo.c_str(), 2628, "not a regular file"},
+        {"/proc/self/mem", 2628, "cannot read '"}};  // a regular file whose reads fail
     for (const auto& [path, type, message] : files) {
         EXPECT_EQ(HapLoadHapFileWithType(path, type, 1), nullptr) << message;
         EXPECT_NE(lastError().find(message), std::string::npos) << lastError();
@@ -158,7 +159,7 @@ TEST(DesignFile, BadBuffersAndFiles) {
         Design d(kSmall);
         EXPECT_EQ(lastError(), "");
     }).join();
-    EXPECT_NE(lastError().find("not a regular file"), std::string::npos);
+    EXPECT_NE(lastError().find("cannot read '"), std::string::npos);
 }
 
 }  // namespace

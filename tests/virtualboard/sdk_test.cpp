@@ -1,5 +1,6 @@
 // The SDK and the board behind it: access rules, value conversion, journal, failures, applets, DMA.
 #include <dlfcn.h>
+#include <gmock/gmock.h>
 
 #include <cmath>
 #include <cstdlib>
@@ -14,6 +15,7 @@ namespace vboard::test {
 namespace {
 
 using Results = std::vector<long>;
+using testing::ThrowsMessage;
 
 // Whether the library is loaded in this process.
 bool loaded(const char* path) {
@@ -156,8 +158,9 @@ TEST_F(PlainHandle, JournalInjectedFailuresAndReset) {
         std::tuple(0u, 0u, 1000000u));
     EXPECT_EQ(control::writes(), Strings{});
     EXPECT_EQ(set(id(kFormat), 5u, kU32), 0);
-    EXPECT_THROW(control::value(kFormat, 1), std::invalid_argument);  // board 1 has no design
-    control::loadDesign(VBOARD_DESIGN_FILE, 1);                       // until one is loaded
+    EXPECT_THAT([] { control::value(kFormat, 1); },  // board 1 has no design
+                ThrowsMessage<std::invalid_argument>(testing::HasSubstr("board 1 ")));
+    control::loadDesign(VBOARD_DESIGN_FILE, 1);  // until one is loaded
     EXPECT_EQ(control::value(kFormat, 1), 0u);
     EXPECT_THROW(control::setValue("NoSuchParameter", 1), std::invalid_argument);
     EXPECT_THROW(control::failWrite(kFormat, 0, -1), std::invalid_argument);
