@@ -238,6 +238,7 @@ int Board::writeUint(int position, uint64_t value, int type) {
     if (e.error == 0) p->values[0] = value;
     // The clear command's value 2 is one pulse into the trigger.
     if (e.error == 0 && position == softwareTrigger_ && value == 2) ++softwarePulses_;
+    if (e.error == 0 && value == 2 && p->layout.name.ends_with("_Mode")) ++p->commands;
     const int error = e.error;
     record(std::move(e));
     return error;
@@ -509,6 +510,51 @@ CameraSettings Board::cameraSettings() const {
     c.fromQueue = get(t + "Generators_EnableQueue_Select") == 1;
     c.periodTicks = get(t + "Generators_Generator_MinimumPeriod_Number") + 9;
     return c;
+}
+
+TriggerSettings Board::triggerSettings() const {
+    static const std::string t = "Device1_Process1_Trigger_", c = t + "TriggerCam0_",
+                             pfg = c + "PulseFormGenerators_PulseFormGenerator";
+    std::lock_guard lock(m_);
+    const auto u32 = [&](const std::string& name) { return static_cast<uint32_t>(get(name)); };
+    const auto commands = [&](const std::string& name) {
+        const int found = lookup(name);
+        return found < 0 ? parameters_[-found - 1].commands : 0;
+    };
+    TriggerSettings s;
+    s.inputSelect = u32(c + "InputSelect_Select_Select");
+    s.inputInvert = get(c + "InputSelect_Polarity_Invert") != 0;
+    s.debounce = u32(t + "TriggerInput_Debounce8_Prescale_Period");
+    s.bypassSelect = u32(c + "InputSelect_BypassSelect_Select");
+    s.inputDownscale = std::max<uint32_t>(u32(c + "Downscale_Downscale_Downscale"), 1);
+    s.inputSelected = u32(c + "Downscale_Downscale_SelectedPulse");
+    s.selectExternal = get(c + "TriggerMode_SelectExternal_Select") != 0;
+    s.pulseFormEnable = get(c + "PulseFormGenerators_Enable_Select") != 0;
+    s.queueHeldCleared = get(c + "Generators_ClearQueuePulse_Mode") == 1;
+    s.queueInPath = get(c + "Generators_EnableQueue_Select") != 0;
+    s.periodTicks = get(c + "Generators_Generator_MinimumPeriod_Number") + 9;
+    s.queueCapacity = get(c + "Generators_Queue_QueueEnabled_Select") != 0
+                          ? std::max<uint32_t>(u32(c + "Generators_Queue_QueueFullValue_Number"), 1)
+                          : 1;
+    s.pulsesPerEvent = std::max<uint32_t>(u32(c + "Generators_Sequence_Downscale"), 1);
+    for (int g = 0; g < 4; ++g) {
+        const std::string n = pfg + std::to_string(g) + "_";
+        s.pulseForm[g] = {std::max<uint32_t>(u32(n + "Downscale_Downscale"), 1),
+                          u32(n + "Downscale_SelectedPulse"), get(n + "Delay_Delay"), get(n + "Width_Width")};
+        s.commands.pulseFormDownscale[g] = commands(n + "ClearDownscale_Mode");
+        const std::string line = c + "CameraControl_Select" + std::to_string(g) + "_";
+        s.cameraControl[g] = {u32(line + "Select_Select"), get(line + "Polarity_Invert") != 0};
+    }
+    s.outputStatisticsSelect = u32(c + "OutputStatistics_Select_Select");
+    s.clearMinMax = u32(c + "InputStatistics_ClearMinMax_Value");
+    s.commands.inputDownscale = commands(c + "Downscale_Clear_Mode");
+    s.commands.inputPulses = commands(c + "InputStatistics_ClearPulses_Mode");
+    s.commands.generatorDownscale = commands(c + "Generators_ClearDownscale_Mode");
+    s.commands.missing = commands(t + "Monitoring_CheckForMissingFrame_Cam0_ResetMissing_Mode");
+    s.commands.exceeded = commands(t + "Monitoring_CheckPeriod_Cam0_ResetExceeded_Mode");
+    s.commands.outputPulses = commands(c + "OutputStatistics_ClearPulses_Mode");
+    s.commands.softwareTriggers = commands(c + "TriggerMode_SoftwareTrigger_Mode");
+    return s;
 }
 
 DesignSettings Board::designSettings() const {

@@ -17,6 +17,7 @@
 #include "c_api.h"
 #include "design.h"
 #include "pipeline.h"
+#include "trigger_chain.h"
 #include "vboard/control.h"
 
 namespace vboard {
@@ -125,6 +126,8 @@ class VBOARD_EXPORT Board {
     DesignSettings designSettings() const;
     // Sets a read-only status value of the design; a design without it is left alone.
     void setReadout(std::string_view name, uint64_t value);
+    // The trigger block's settings and the commands written to it so far.
+    TriggerSettings triggerSettings() const;
     // Writes of 2 to the software trigger so far.
     uint64_t softwarePulses() const { return softwarePulses_.load(); }
 
@@ -136,6 +139,7 @@ class VBOARD_EXPORT Board {
     struct ParameterSlot {
         ParameterLayout layout;
         std::vector<uint64_t> values;
+        uint64_t commands = 0;  // writes of the command value 2 to a command (_Mode) parameter
     };
     struct FailureRule {
         control::Operation op;
