@@ -1,5 +1,7 @@
 #include "Board.h"
 
+#include <dlfcn.h>
+
 #include <charconv>
 #include <cinttypes>
 #include <cstdio>
@@ -85,12 +87,22 @@ std::string formatDouble(double v) {
     return ec == std::errc() ? std::string(buf, p) : "?";
 }
 
+// Why the last open failed. An SDK that says more than the number (the virtual board names the
+// fault of its bench description) offers Fg_getLastErrorDetail; other SDKs lack it.
+std::string openFailureText() {
+    const int rc = Fg_getLastErrorNumber(nullptr);
+    using Detail = const char* (*)(Fg_Struct*);
+    static const auto detail = reinterpret_cast<Detail>(dlsym(RTLD_DEFAULT, "Fg_getLastErrorDetail"));
+    const char* text = detail != nullptr ? detail(nullptr) : nullptr;
+    if (text == nullptr || *text == '\0') return errorText(rc);
+    return std::string(text) + " (" + std::to_string(rc) + ")";
+}
+
 Board::Board(unsigned index) : index_(index) {
     fg_ = Fg_Init("Pellucid", index);
-    if (fg_ == nullptr) {
+    if (fg_ == nullptr)
         throw ToolError("cannot open board " + std::to_string(index) +
-                        " with the Pellucid applet: " + errorText(Fg_getLastErrorNumber(nullptr)));
-    }
+                        " with the Pellucid applet: " + openFailureText());
 }
 
 Board::~Board() {

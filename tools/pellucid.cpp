@@ -73,6 +73,9 @@ int main(int argc, char** argv) {
     app.require_subcommand(1);
     unsigned boardIndex = 0;
     app.add_option("--board", boardIndex, "board index")->capture_default_str();
+    std::string benchPath;
+    app.add_option("--bench", benchPath,
+                   "bench description (JSON) the virtual board uses: camera, scene, noise, trigger inputs");
 
     Setup listSetup, getSetup, saveSetup, xmlSetup, docsSetup, grabSetup;
 
@@ -127,6 +130,8 @@ int main(int argc, char** argv) {
         return code == 0 ? 0 : kUsageExit;
     }
 
+    // The virtual board reads it at every open; another SDK ignores it.
+    if (!benchPath.empty()) setenv("PELLUCID_BENCH", benchPath.c_str(), 1);
     try {
         Board board(boardIndex);
         if (*list) {

@@ -132,6 +132,8 @@ TEST_F(CliTest, EveryFailureNamesItsSubjectAndTheErrorAndExitsNonZero) {
         {{"load", "/nonexistent/x.mcf"}, {"\"/nonexistent/x.mcf\"", "(-2076)"}},
         {{"save", "/nonexistent/x.mcf"}, {"\"/nonexistent/x.mcf\"", "(-5001)"}},
         {{"--board", "7", "list"}, {"board 7", "(-2002)"}},
+        {{"--bench", PELLUCID_SIMULATOR_MCF, "list"},
+         {PELLUCID_SIMULATOR_MCF ": line 1: syntax error", "(-5000)"}},
         {{"grab", "--frames", "1", "--out", dir_ / "off", "--timeout", "1"},
          {"no picture 1 within 1 s", "(-2120)"}},
     };

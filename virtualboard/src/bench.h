@@ -32,6 +32,8 @@ struct CameraDescription {
     int triggerLine = 0;             // camera-control line CC1..CC4 as 0..3
     bool exposureFromPulse = false;  // triggered: the pulse's width, else exposureNs
     int64_t exposureNs = 10000000;
+
+    bool operator==(const CameraDescription&) const = default;
 };
 
 struct SceneDescription {
@@ -39,6 +41,8 @@ struct SceneDescription {
     std::string path;                        // the PNG file or the folder of PNG files (played in name order)
     int64_t referenceExposureNs = 10000000;  // the exposure at which scene values come out as they are
     bool moving = true;                      // the chart's moving element and frame counter
+
+    bool operator==(const SceneDescription&) const = default;
 };
 
 struct NoiseDescription {
@@ -47,6 +51,8 @@ struct NoiseDescription {
     bool shot = false;          // photon shot noise
     double fullWell = 10000.0;  // electrons at the largest value
     uint64_t seed = 1;
+
+    bool operator==(const NoiseDescription&) const = default;
 };
 
 // A simulated signal on one trigger input: pulses high for widthNs each.
@@ -63,6 +69,8 @@ struct SignalDescription {
     // After every `glitchEvery`-th pulse (0: none), a glitch of glitchWidthNs halfway to the next.
     uint32_t glitchEvery = 0;
     int64_t glitchWidthNs = 0;
+
+    bool operator==(const SignalDescription&) const = default;
 };
 
 struct Bench {
@@ -71,6 +79,8 @@ struct Bench {
     SceneDescription scene;
     NoiseDescription noise;
     std::vector<SignalDescription> inputs;
+
+    bool operator==(const Bench&) const = default;
 };
 
 // Reads and checks a bench description; throws BenchError.

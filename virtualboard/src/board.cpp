@@ -140,8 +140,19 @@ void Board::powerOn() {
         failures_.clear();
         writeHook_ = nullptr;
         for (const SdkParameter& p : sdkParameters()) sdk_[p.id] = p.powerOn;
+        bench_ = Bench{};
     }
     acquisition_.reset();
+}
+
+Bench Board::bench() const {
+    std::lock_guard lock(m_);
+    return bench_;
+}
+
+void Board::setBench(Bench bench) {
+    std::lock_guard lock(m_);
+    bench_ = std::move(bench);
 }
 
 int Board::registerCount() const {

@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "acquisition.h"
+#include "bench.h"
 #include "c_api.h"
 #include "design.h"
 #include "pipeline.h"
@@ -121,6 +122,10 @@ class VBOARD_EXPORT Board {
 
     Acquisition& acquisition() { return acquisition_; }
 
+    // The bench the board stands on; power-on gives the default one.
+    Bench bench() const;
+    void setBench(Bench bench);
+
     // ---- frame source ----
     CameraSettings cameraSettings() const;
     DesignSettings designSettings() const;
@@ -171,6 +176,7 @@ class VBOARD_EXPORT Board {
     std::unordered_map<int, uint64_t> sdk_;
     int softwareTrigger_ = -1;  // position of the software trigger parameter
     std::atomic<uint64_t> softwarePulses_{0};
+    Bench bench_;
     Acquisition acquisition_;  // last: its thread reads the board until it is destroyed
 };
 

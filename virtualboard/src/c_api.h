@@ -9,6 +9,7 @@
 #include "haprt.h"
 #include "qorv_hw.h"
 #include "qorviolibrt.h"
+#include "vboard/fglib_ext.h"
 #include "vboard/haprt_ext.h"
 #pragma GCC visibility pop
 

@@ -137,6 +137,23 @@ void loadDesign(const std::string& path, unsigned b) {
     target.configure(*designOf(design.get()));
 }
 
+void loadBench(const std::string& path, unsigned b) {
+    Board& target = board(b);
+    try {
+        target.setBench(readBench(path));
+    } catch (const BenchError& e) {
+        throw std::invalid_argument(e.what());
+    }
+}
+
+void setBench(const Bench& bench, unsigned b) {
+    board(b).setBench(bench);
+}
+
+Bench bench(unsigned b) {
+    return board(b).bench();
+}
+
 void reset() {
     for (int i = 0; i < Board::kCount; ++i) Board::at(i)->powerOn();
 }

@@ -6,7 +6,9 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <mutex>
 #include <new>
+#include <optional>
 #include <string>
 
 #include "parameterInfo.h"
@@ -26,12 +28,34 @@ void reportAppletException(const char* function, const char* what) {
 
 namespace {
 
-// Reason of the last failed Fg_InitHandle*/Fg_Init, for Fg_getLastErrorNumber(NULL).
+// Reason of the last failed Fg_InitHandle*/Fg_Init, for Fg_getLastErrorNumber(NULL), and its
+// text when there is more to say than the number (for Fg_getLastErrorDetail(NULL)).
 std::atomic<int> lastInitError{0};
+std::mutex initDetailMutex;
+std::string initDetail;
 
-Fg_Struct* initFailed(int error) {
+Fg_Struct* initFailed(int error, std::string detail = {}) {
+    std::lock_guard lock(initDetailMutex);
+    initDetail = std::move(detail);
     lastInitError = error;
     return nullptr;
+}
+
+// The bench PELLUCID_BENCH names, read again at every open so that an edited file takes effect.
+// 0 (`bench` empty when the variable is unset or empty) or the error the open fails with.
+int environmentBench(std::optional<Bench>& bench, std::string& detail) {
+    const char* path = std::getenv("PELLUCID_BENCH");
+    if (path == nullptr || *path == '\0') return 0;
+    try {
+        bench = readBench(path);
+        return 0;
+    } catch (const BenchError& e) {
+        detail = e.what();
+        if (access(path, F_OK) != 0) return FG_FILE_NOT_FOUND;
+        return access(path, R_OK) != 0 ? FG_FILE_ACCESS_FAILED : FG_CONFIG_LOAD_FAILED;
+    } catch (const std::bad_alloc&) {
+        return FG_NOT_ENOUGH_MEMORY;
+    }
 }
 
 Handle* newHandle(Board* board) {
@@ -275,6 +299,9 @@ Fg_Struct* Fg_InitHandleSlaveAware(const char* /*hapName*/, ZEdevice* board, fpg
     if (b == nullptr) return initFailed(FG_INVALID_BOARD);
     const Design* d = designOf(design);
     if (d == nullptr) return initFailed(FG_INVALID_PARAMETER);
+    std::optional<Bench> bench;
+    std::string detail;
+    if (int error = environmentBench(bench, detail)) return initFailed(error, std::move(detail));
     Handle* h = newHandle(b);
     if (h == nullptr) return initFailed(FG_NOT_ENOUGH_MEMORY);
     try {
@@ -283,6 +310,7 @@ Fg_Struct* Fg_InitHandleSlaveAware(const char* /*hapName*/, ZEdevice* board, fpg
         deleteHandle(&h->fg);
         return initFailed(FG_NOT_ENOUGH_MEMORY);
     }
+    if (bench) b->setBench(std::move(*bench));
     return &h->fg;
 }
 
@@ -295,6 +323,11 @@ Fg_Struct* Fg_Init(const char* appletName, unsigned int boardIndex) {
     Board* b =
         boardIndex < static_cast<unsigned>(Board::kCount) ? Board::at(static_cast<int>(boardIndex)) : nullptr;
     if (b == nullptr) return initFailed(FG_INVALID_BOARD);
+    // Checked before the applet loads, so that a bad description names itself rather than
+    // surfacing as whatever the applet makes of its own failed open.
+    std::optional<Bench> bench;
+    std::string detail;
+    if (int error = environmentBench(bench, detail)) return initFailed(error, std::move(detail));
 
     void* dl = dlopen(appletPath(appletName).c_str(), RTLD_NOW | RTLD_LOCAL);
     if (dl == nullptr) return initFailed(FG_APPLET_NOT_LOADED);
@@ -321,6 +354,7 @@ Fg_Struct* Fg_Init(const char* appletName, unsigned int boardIndex) {
     }
     h->state->applet = std::move(library);
     h->fg.Master = master;
+    if (bench) b->setBench(std::move(*bench));
     return &h->fg;
 }
 
@@ -338,6 +372,19 @@ int Fg_FreeGrabber(Fg_Struct* fg) {
     deleteHandle(fg);
     if (dl != nullptr) dlclose(dl);
     return result;
+}
+
+const char* Fg_getLastErrorDetail(Fg_Struct* fg) {
+    if (fg != nullptr) return Fg_getErrorDescription(Fg_getLastErrorNumber(fg));
+    thread_local std::string copy;  // the caller's text stays put while other threads open boards
+    std::lock_guard lock(initDetailMutex);
+    if (initDetail.empty()) return Fg_getErrorDescription(lastInitError);
+    try {
+        copy = initDetail;
+    } catch (const std::bad_alloc&) {
+        return Fg_getErrorDescription(lastInitError);
+    }
+    return copy.c_str();
 }
 
 int Fg_getLastErrorNumber(Fg_Struct* fg) {

@@ -16,6 +16,10 @@
 
 #define VBOARD_CONTROL_API __attribute__((visibility("default")))
 
+namespace vboard {
+struct Bench;  // src/bench.h
+}
+
 namespace vboard::control {
 
 enum class Kind { Parameter, Register, Sdk };
@@ -105,9 +109,16 @@ VBOARD_CONTROL_API void setTimeScale(double factor, unsigned board = 0);
 // reader's message when the file cannot be loaded.
 VBOARD_CONTROL_API void loadDesign(const std::string& path, unsigned board = 0);
 
+// The bench the board stands on (README.md, "Bench descriptions"). loadBench reads and checks a
+// description file and throws std::invalid_argument with the reader's text (file, key or line,
+// reason), leaving the board's bench as it was; setBench takes one as it is.
+VBOARD_CONTROL_API void loadBench(const std::string& path, unsigned board = 0);
+VBOARD_CONTROL_API void setBench(const Bench& bench, unsigned board = 0);
+VBOARD_CONTROL_API Bench bench(unsigned board = 0);
+
 // Every board back to power-on: journal and failure rules cleared, registers and parameter values
 // 0, SDK parameters at their defaults (FG_TIMEOUT 1000000, the others 0), acquisition stopped and
-// picture numbers 0. The loaded design's layout stays.
+// picture numbers 0, the default bench. The loaded design's layout stays.
 VBOARD_CONTROL_API void reset();
 
 }  // namespace vboard::control

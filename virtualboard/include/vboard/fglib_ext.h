@@ -20,4 +20,21 @@
 #define VBOARD_STATUS_END_OF_FRAME_EVENTS 8   /* frames the camera finished */
 #define VBOARD_STATUS_FILL_LEVEL 9            /* percent of the buffers holding pictures not yet asked for */
 
+#include "fg_types.h"
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* Why the last call failed, in words. With a handle: the description of its last error number.
+ * With NULL: why the last Fg_Init / Fg_InitHandle* failed; for a bench description that cannot be
+ * used (PELLUCID_BENCH), the reader's text, e.g.
+ * "bench.json: camera.bit_depth: must be 8, 10 or 12". Never null; valid until this thread's next
+ * call. Not part of the platform interface: look it up with dlsym to run on other SDKs too. */
+const char* Fg_getLastErrorDetail(Fg_Struct* fg);
+
+#ifdef __cplusplus
+}
+#endif
+
 #endif
