@@ -12,7 +12,8 @@
 //                   steps an eighth of its side to the right each frame and wraps
 //   frame counter   x 0.53 .. 0.97, y 0.61 .. 0.71: frame number modulo 10^8, eight block digits
 //   grey ramp       x 0.03 .. 0.97, y 0.77 .. 0.87: linear 0 at the left to full scale at the right
-//   background      linear 0.05 grey
+//   background      linear 0.05 grey; 0.02 in the track and counter boxes, where the square and
+//                   digits show at 0.9 when the scene's `moving` is set
 // Patch colours are the chart's published sRGB (D65) values made linear; linear 1 is the camera's
 // largest value at the reference exposure. Small sensors show less: boxes can be empty.
 #pragma once
