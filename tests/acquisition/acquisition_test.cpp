@@ -7,6 +7,7 @@
 #include <tuple>
 
 #include "acquisition_fixture.h"
+#include "bench.h"
 #include "pipeline.h"
 
 namespace {
@@ -176,14 +177,17 @@ TEST_F(Acquisition, PicturesAreTheProcessedCameraFrames) {
 // holds the camera until the trigger is active, then paces it.
 TEST_F(Acquisition, TriggerPacesTheCamera) {
     frameTime(1);
-    setAll({{FG_GEN_ENABLE, 1}, {FG_AREATRIGGERMODE, ATM_SOFTWARE}, {FG_TRIGGERSTATE, TS_ACTIVE}});
+    setAll({{FG_GEN_ENABLE, 1},
+            {FG_AREATRIGGERMODE, ATM_SOFTWARE},
+            {FG_TRIGGERSTATE, TS_ACTIVE},
+            {FG_TRIGGERQUEUE_MODE, 1}});
     ASSERT_EQ(setDouble(FG_TRIGGER_FRAMESPERSECOND, 100.0), 0);
     allocate(kImage, 8);
     ASSERT_EQ(acquire(GRAB_INFINITE), 0);
     std::this_thread::sleep_for(milliseconds(30));
     EXPECT_EQ(last(), 0);
     auto start = Clock::now();
-    for (int i = 0; i < 5; ++i) ASSERT_EQ(set(FG_SENDSOFTWARETRIGGER, 1), 0) << i;
+    ASSERT_EQ(set(FG_SENDSOFTWARETRIGGER, 5), 0);  // queued, and paced by the generator
     EXPECT_EQ(waitFor(5), 5);
     EXPECT_GE(Clock::now() - start, milliseconds(36));
     std::this_thread::sleep_for(milliseconds(50));
@@ -218,7 +222,9 @@ TEST_F(Acquisition, FreeRunFollowsTheSimulatorTiming) {
 
 // No camera, no frames; then a frame finds no buffer: too small a one loses it, a full set overflows.
 TEST_F(Acquisition, NoFramesLostFramesAndOverflow) {
-    ASSERT_EQ(set(FG_TRIGGERCC_SELECT0, 5), 0);  // the simulator stays off: the camera port is empty
+    vboard::Bench empty;  // the simulator stays off and nothing is plugged into the camera port
+    empty.camera.connected = false;
+    vboard::control::setBench(empty);
     allocate(kImage - 1, 2);
     ASSERT_EQ(acquire(GRAB_INFINITE), 0);
     const auto start = Clock::now();

@@ -134,7 +134,8 @@ TEST_F(CliTest, EveryFailureNamesItsSubjectAndTheErrorAndExitsNonZero) {
         {{"--board", "7", "list"}, {"board 7", "(-2002)"}},
         {{"--bench", PELLUCID_SIMULATOR_MCF, "list"},
          {PELLUCID_SIMULATOR_MCF ": line 1: syntax error", "(-5000)"}},
-        {{"grab", "--frames", "1", "--out", dir_ / "off", "--timeout", "1"},
+        {{"grab", "--frames", "1", "--out", dir_ / "off", "--timeout", "1", "--set", "FG_GEN_ENABLE=1",
+          "--set", "FG_GEN_START=0"},
          {"no picture 1 within 1 s", "(-2120)"}},
     };
     for (const Case& c : cases) {

@@ -172,6 +172,7 @@ TEST_F(Trigger, DownscaleAndPhasePublishEachOthersLimits) {
 
 TEST_F(Trigger, SoftwareTriggerRefusalsAndBursts) {
     // Without the queue a pulse waits for a ready generator and an empty queue.
+    setValue(kReady, 0);
     run({step(kSend, 1, FG_SOFTWARE_TRIGGER_WRONG_MODE, ""), step(FG_AREATRIGGERMODE, Software),
          step(FG_TRIGGERSTATE, SyncStop), step(kSend, 1, FG_SOFTWARE_TRIGGER_NOT_ACTIVE, ""),
          step(FG_TRIGGERSTATE, Active), step(kSend, 1, FG_SOFTWARE_TRIGGER_PENDING, "")});

@@ -16,8 +16,10 @@ TEST_F(TriggerThreads, BurstsAndReadsAtOnce) {
     ASSERT_EQ(setUInt(FG_AREATRIGGERMODE, 4), 0);
     ASSERT_EQ(setUInt(FG_TRIGGERSTATE, 0), 0);
     ASSERT_EQ(setUInt(FG_TRIGGERQUEUE_MODE, 1), 0);
-    vboard::control::setValue(
-        "Device1_Process1_Trigger_TriggerCam0_Generators_Generator_MaximumReached_Status", 1);
+    // Ready and nothing queued whatever the bursts do: only consistency is looked at here.
+    const std::string generators = "Device1_Process1_Trigger_TriggerCam0_Generators_";
+    vboard::control::setValue(generators + "Generator_MaximumReached_Status", 1);
+    vboard::control::setValue(generators + "QueueValue_Status", 0);
     vboard::control::clearJournal();
 
     constexpr int kSenders = 2, kBursts = 20;

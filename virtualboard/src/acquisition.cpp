@@ -16,11 +16,9 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-constexpr int64_t kTickNs = 16;  // one design clock
-constexpr int64_t kIdle = -1;
-// Settings and software triggers are looked at this often while nothing else is due.
+constexpr int64_t kNever = std::numeric_limits<int64_t>::max();
+// Settings and the trigger block are looked at this often while nothing else is due.
 constexpr auto kPoll = std::chrono::milliseconds(1);
-constexpr size_t kQueueCapacity = 4096;
 // A frame source further behind than this (simulated time) skips the frames it could not make in
 // time rather than chase them, so that a stop is never kept waiting for a backlog.
 constexpr int64_t kMaxLagNs = 100'000'000;
@@ -30,34 +28,42 @@ constexpr double kLongestNs = 1e18;
 const char* const kFillLevels[] = {"Device1_Process0_Buffer_0_DRAM_A_0_FillLevel",
                                    "Device1_Process0_Buffer_0_DRAM_A_1_FillLevel"};
 constexpr const char* kOverflow = "Device1_Process0_Overflow_OverflowOccurred";
-constexpr const char* kReady =
-    "Device1_Process1_Trigger_TriggerCam0_Generators_Generator_MaximumReached_Status";
-constexpr const char* kQueued = "Device1_Process1_Trigger_TriggerCam0_Generators_QueueValue_Status";
 
 // Duration of one frame in ns: lines of the line width in tap clocks, of which `active` in every
 // active + passive design clocks move pixels. 0 when the simulator makes no frames.
 int64_t frameNs(const CameraSettings& c) {
     if (!c.on || c.mask == 0 || c.active == 0 || c.width == 0 || c.height == 0) return 0;
-    const double clockNs = double(kTickNs) * (c.active + c.passive) / c.active;
+    const double clockNs = double(kDesignTickNs) * (c.active + c.passive) / c.active;
     const double ns = double(c.height) * std::max(c.lineWidth, c.width) * clockNs;
     return static_cast<int64_t>(std::clamp(ns, 1.0, kLongestNs));
 }
 
 }  // namespace
 
-// The frame source's own state, on simulated time in ns since the start.
-struct Acquisition::Simulation {
-    bool busy = false;  // a frame is being read out of the camera
+// What makes the frames: the design's camera simulator or the camera on the port, and how it is
+// started. Looked at again on every pass, so a setting takes effect at the next frame.
+struct Acquisition::Source {
+    bool simulator = false;
+    bool camera = false;     // the bench's camera on the port
+    int64_t exposureNs = 0;  // fixed exposure
+    int64_t readoutNs = 0;   // 0: no frames
+    bool freeRun = false;    // else one frame a rising edge of `line`
+    int line = 0;
+    bool exposureFromPulse = false;
+    int64_t periodNs = 0;  // free-running camera on the port
+};
+
+// The camera between frames, on simulated ns since power-on.
+struct Acquisition::Camera {
+    enum class Phase { Idle, Exposing, Reading } phase = Phase::Idle;
+    int64_t exposureStart = 0;
+    int64_t exposureEnd = kNever;  // kNever while the pulse that exposes it lasts
     int64_t frameEnd = 0;
-    int64_t cameraFree = 0;  // when the camera can begin the next frame
-    CameraSettings frameCamera;
-    long frameIndex = 0;
-    long framesBegun = 0;
-    bool generatorOn = false;
-    int64_t generatorStart = 0;
-    std::deque<int64_t> queue;  // software pulses waiting for the generator and the camera
-    int64_t lastPulse = std::numeric_limits<int64_t>::min() / 2;
-    uint64_t pulsesSeen = 0;
+    int64_t free = 0;         // when it can begin the next frame
+    uint64_t begun = 0;       // frames begun since the start
+    uint64_t frame = 0;       // number of the frame in progress
+    CameraSettings settings;  // of the frame in progress
+    Source source;
     RawFrame raw;
 };
 
@@ -102,11 +108,9 @@ int Acquisition::start(const void* owner, long pictures, const void* memory, lon
         asked_ = 0;
         overflow_ = false;
         counters_ = {};
-        pulsesAtStart_ = board_.softwarePulses();
+        frames_.assign(static_cast<size_t>(std::max(bufferCount, 0L)), PictureInfo{});
     }
-    // The simulated trigger takes every pulse at once: always ready, nothing queued in the design.
-    board_.setReadout(kReady, 1);
-    board_.setReadout(kQueued, 0);
+    board_.simulation().listen(true);  // edges from now on reach the camera
     publish();
     try {
         thread_ = std::thread(&Acquisition::run, this);
@@ -267,119 +271,162 @@ void Acquisition::reset() {
         asked_ = 0;
         overflow_ = false;
         counters_ = {};
+        frames_.clear();
     }
-    timeScale_ = 1.0;
     cv_.notify_all();
 }
 
-void Acquisition::setTimeScale(double factor) {
-    if (factor > 0.0) timeScale_ = factor;
+bool Acquisition::pictureInfo(long number, PictureInfo* info) const {
+    std::lock_guard lock(m_);
+    if (info == nullptr || number < 1 || number > last_ || number <= last_ - bufferCount_ || frames_.empty())
+        return false;
+    *info = frames_[static_cast<size_t>((number - 1) % bufferCount_)];
+    return true;
 }
 
 // ---------------------------------------------------------------------------------------------
 // The frame source
 
-void Acquisition::run() {
-    Simulation sim;
-    {
-        std::lock_guard lock(m_);
-        sim.pulsesSeen = pulsesAtStart_;
+Acquisition::Source Acquisition::sourceOf(const CameraSettings& c, const Bench& bench) const {
+    Source src;
+    if (c.on) {
+        src.simulator = true;
+        src.readoutNs = frameNs(c);
+        src.freeRun = c.ccSelect >= 5;  // a constant line: the simulator runs on its own
+    } else if (c.port && bench.camera.connected) {
+        const CameraDescription& cam = bench.camera;
+        src.camera = true;
+        src.readoutNs = readoutNs(cam);
+        src.exposureNs = cam.exposureNs;
+        src.freeRun = !cam.triggered;
+        src.line = cam.triggerLine;
+        src.exposureFromPulse = cam.exposureFromPulse;
+        src.periodNs = static_cast<int64_t>(1e9 / cam.frameRate);
     }
-    const double scale = timeScale_;
-    const auto realStart = Clock::now();
+    return src;
+}
+
+void Acquisition::run() {
+    Simulation& sim = board_.simulation();
+    const Bench bench = board_.bench();
+    const std::shared_ptr<SceneRenderer> scene = board_.scene();
+    Camera cam;
+    cam.free = sim.nowNs();
     for (;;) {
-        {
-            std::lock_guard lock(m_);
-            if (stopping_ || !running_ || (finishFrame_ && !sim.busy)) return;
+        const int64_t now = sim.update();
+        CameraSettings settings = board_.cameraSettings();
+        cam.source = sourceOf(settings, bench);
+        cam.settings = settings;
+        for (const LineEdge& e : sim.takeEdges()) {
+            if (!advance(cam, e.ns, *scene)) return;
+            edge(cam, e);
         }
-        const auto elapsed = std::chrono::duration<double, std::nano>(Clock::now() - realStart).count();
-        const auto now = static_cast<int64_t>(std::min(elapsed * scale, kLongestNs));
-        const CameraSettings camera = board_.cameraSettings();
-
-        const uint64_t pulses = board_.softwarePulses();
-        const bool software = camera.pulsesFlow && camera.fromQueue;
-        for (uint64_t i = sim.pulsesSeen; software && i < pulses && sim.queue.size() < kQueueCapacity; ++i)
-            sim.queue.push_back(now);
-        sim.pulsesSeen = pulses;
-        if (!software) sim.queue.clear();
-        const bool generator = camera.pulsesFlow && !camera.fromQueue;
-        if (generator && !sim.generatorOn) sim.generatorStart = now;
-        sim.generatorOn = generator;
-
-        const int64_t next = advance(sim, camera, now);
-
+        if (!advance(cam, now, *scene)) return;
+        const int64_t next = nextEvent(cam);
         auto wake = Clock::now() + kPoll;
-        if (next != kIdle) {
-            const auto due = realStart + std::chrono::duration_cast<Clock::duration>(
-                                             std::chrono::duration<double, std::nano>(double(next) / scale));
-            wake = std::min(wake, due);
-        }
+        const double scale = sim.timeScale();
+        if (next != kNever && !sim.held())
+            wake = std::min(
+                wake, Clock::now() + std::chrono::duration_cast<Clock::duration>(
+                                         std::chrono::duration<double, std::nano>((next - now) / scale)));
         std::unique_lock lock(m_);
-        wakeCv_.wait_until(lock, wake, [&] { return stopping_ || !running_ || (finishFrame_ && !sim.busy); });
+        wakeCv_.wait_until(lock, wake, [&] { return stopping_ || !running_; });
     }
 }
 
-// Runs the camera up to `now`: finishes and begins frames. Returns the time of the next event
-// due, or kIdle.
-int64_t Acquisition::advance(Simulation& sim, const CameraSettings& camera, int64_t now) {
+// Begins a frame at `at` with the current source.
+void Acquisition::begin(Camera& cam, int64_t at) {
+    cam.phase = Camera::Phase::Exposing;
+    cam.exposureStart = at;
+    cam.exposureEnd = cam.source.exposureFromPulse ? kNever : at + cam.source.exposureNs;
+    cam.frame = cam.begun++;
+    std::lock_guard lock(m_);
+    ++counters_.startOfFrame;
+}
+
+// Runs the camera up to `until`: ends exposures and readouts, begins free-running frames. False
+// once the run is over.
+bool Acquisition::advance(Camera& cam, int64_t until, SceneRenderer& scene) {
     for (;;) {
+        bool finishing;
         {
             std::lock_guard lock(m_);
-            if (stopping_ || !running_) return kIdle;
+            if (stopping_ || !running_) return false;
+            finishing = finishFrame_;
         }
-        if (sim.busy) {
-            if (sim.frameEnd > now) return sim.frameEnd;
-            sim.busy = false;
-            sim.cameraFree = sim.frameEnd;
+        if (finishing && cam.phase == Camera::Phase::Idle) return false;
+        // A stop that waits for the frame does not wait for a pulse that may never end.
+        if (finishing && cam.exposureEnd == kNever) cam.exposureEnd = std::max(cam.exposureStart, until);
+        if (cam.phase == Camera::Phase::Exposing && cam.exposureEnd <= until) {
+            cam.phase = Camera::Phase::Reading;
+            cam.frameEnd = std::min<int64_t>(cam.exposureEnd + cam.source.readoutNs, kLongestNs);
+        } else if (cam.phase == Camera::Phase::Reading && cam.frameEnd <= until) {
+            cam.phase = Camera::Phase::Idle;
+            cam.free = cam.frameEnd;
             {
                 std::lock_guard lock(m_);
                 ++counters_.endOfFrame;
             }
-            complete(sim);
-            continue;
+            complete(cam, scene);
+        } else if (cam.phase == Camera::Phase::Idle && cam.source.freeRun && cam.source.readoutNs > 0 &&
+                   !finishing) {
+            // Frames it could not make in time are skipped rather than chased.
+            int64_t at = std::max(cam.free, until - kMaxLagNs);
+            if (cam.source.camera)
+                at = (at + cam.source.periodNs - 1) / cam.source.periodNs * cam.source.periodNs;
+            if (at > until) {
+                if (cam.source.simulator) cam.free = until;  // idle time is not made up later
+                return true;
+            }
+            begin(cam, at);
+        } else {
+            if (cam.phase == Camera::Phase::Idle) cam.free = std::max(cam.free, until);
+            return true;
         }
-        {
-            std::lock_guard lock(m_);
-            if (finishFrame_) return kIdle;  // a stop waits for no further frame
-        }
-        sim.cameraFree = std::max(sim.cameraFree, now - kMaxLagNs);
-        const int64_t duration = frameNs(camera);
-        const int64_t period = static_cast<int64_t>(camera.periodTicks) * kTickNs;
-        int64_t begin = kIdle;
-        bool fromQueue = false;
-        if (duration == 0 || camera.ccSelect == 4) {
-            // No camera, or the line follows a trigger input nobody drives.
-        } else if (camera.ccSelect > 4) {
-            begin = sim.cameraFree;  // a constant line: the camera runs at its own timing
-        } else if (sim.generatorOn) {
-            // Pulses that come while the camera is busy are missed.
-            const int64_t since = std::max<int64_t>(sim.cameraFree - sim.generatorStart, 0);
-            begin = sim.generatorStart + (since + period - 1) / period * period;
-        } else if (!sim.queue.empty()) {
-            begin = std::max({sim.cameraFree, sim.queue.front(), sim.lastPulse + period});
-            fromQueue = true;
-        }
-        if (begin == kIdle || begin > now) {
-            sim.cameraFree = std::max(sim.cameraFree, now);  // idle time is not made up later
-            return begin;
-        }
-        if (fromQueue) {
-            sim.queue.pop_front();
-            sim.lastPulse = begin;
-        }
-        sim.busy = true;
-        sim.frameEnd = begin + duration;
-        sim.frameCamera = camera;
-        sim.frameIndex = sim.framesBegun++;
-        std::lock_guard lock(m_);
-        ++counters_.startOfFrame;
     }
 }
 
+// A camera-control line changed: a triggered camera begins a frame on its line's rising edge, and
+// with the pulse's width as exposure ends it on the falling one.
+void Acquisition::edge(Camera& cam, const LineEdge& e) {
+    const Source& src = cam.source;
+    if (src.freeRun || src.readoutNs == 0 || e.line != src.line) return;
+    if (e.high) {
+        bool finishing;
+        {
+            std::lock_guard lock(m_);
+            finishing = finishFrame_;
+        }
+        if (cam.phase == Camera::Phase::Idle) {
+            if (!finishing) begin(cam, e.ns);
+        } else {
+            board_.simulation().cameraMissed();
+            std::lock_guard lock(m_);
+            ++counters_.missedTriggers;
+        }
+    } else if (cam.phase == Camera::Phase::Exposing && cam.exposureEnd == kNever) {
+        cam.exposureEnd = e.ns;
+    }
+}
+
+int64_t Acquisition::nextEvent(const Camera& cam) const {
+    switch (cam.phase) {
+        case Camera::Phase::Exposing:
+            return cam.exposureEnd;
+        case Camera::Phase::Reading:
+            return cam.frameEnd;
+        case Camera::Phase::Idle:
+            break;
+    }
+    if (!cam.source.freeRun || cam.source.readoutNs == 0) return kNever;
+    if (!cam.source.camera) return cam.free;
+    return (cam.free + cam.source.periodNs - 1) / cam.source.periodNs * cam.source.periodNs;
+}
+
 // A frame left the camera: through the image selector into the next buffer, or lost.
-void Acquisition::complete(Simulation& sim) {
+void Acquisition::complete(Camera& cam, SceneRenderer& scene) {
     const DesignSettings settings = board_.designSettings();
-    if (static_cast<uint64_t>(sim.frameIndex) % settings.selectDivisor != settings.selectPhase) return;
+    if (cam.frame % settings.selectDivisor != settings.selectPhase) return;
     unsigned char* target = nullptr;
     bool lost = false;
     {
@@ -406,14 +453,26 @@ void Acquisition::complete(Simulation& sim) {
     }
     // Outside the lock: whoever ends the acquisition from outside waits for this thread first.
     if (target != nullptr) {
-        const CameraSettings& c = sim.frameCamera;
-        const uint64_t shift = c.roll ? static_cast<uint64_t>(sim.frameIndex) : 0;
-        renderTestPattern(c.width * static_cast<uint32_t>(std::popcount(c.mask)), c.height, c.bits, shift,
-                          sim.raw);
-        process(sim.raw, settings, target);
+        const CameraSettings& c = cam.settings;
+        if (cam.source.simulator) {
+            const uint64_t shift = c.roll ? cam.frame : 0;
+            renderTestPattern(c.width * static_cast<uint32_t>(std::popcount(c.mask)), c.height, c.bits, shift,
+                              cam.raw);
+        } else {
+            scene.render(cam.frame, cam.exposureEnd - cam.exposureStart, cam.raw);
+            // The board takes as many of the camera's bits as its format says: a camera of more bits
+            // keeps only its lowest, one of fewer comes out darker.
+            const uint16_t mask = static_cast<uint16_t>((1u << c.bits) - 1);
+            if (cam.raw.bits > c.bits)
+                for (uint16_t& v : cam.raw.pixels) v &= mask;
+            cam.raw.bits = c.bits;
+        }
+        process(cam.raw, settings, target);
     }
     {
         std::lock_guard lock(m_);
+        if (!frames_.empty())
+            frames_[static_cast<size_t>(last_ % bufferCount_)] = {cam.frame, cam.exposureStart};
         ++last_;
         ++counters_.delivered;
         if (wanted_ > 0 && last_ >= wanted_) endLocked();

@@ -8,19 +8,31 @@
 #include <cstdint>
 #include <mutex>
 #include <thread>
+#include <vector>
 
 #include "c_api.h"
 
 namespace vboard {
 
 class Board;
+class SceneRenderer;
+struct Bench;
 struct CameraSettings;
+struct LineEdge;
 
 struct AcquisitionCounters {
-    long delivered = 0;     // pictures completed in the buffers
-    long lost = 0;          // frames the image selector passed that found no buffer
-    long startOfFrame = 0;  // frames the camera began
-    long endOfFrame = 0;    // frames the camera finished
+    long delivered = 0;       // pictures completed in the buffers
+    long lost = 0;            // frames the image selector passed that found no buffer
+    long startOfFrame = 0;    // frames the camera began
+    long endOfFrame = 0;      // frames the camera finished
+    long missedTriggers = 0;  // pulses on its line the camera could not take
+};
+
+// Where a picture came from: the camera's frame number (from 0 at the start) and when its exposure
+// began, in simulated ns since the board's power-on.
+struct PictureInfo {
+    uint64_t cameraFrame = 0;
+    int64_t exposureStartNs = 0;
 };
 
 class VBOARD_EXPORT Acquisition {
@@ -55,14 +67,19 @@ class VBOARD_EXPORT Acquisition {
     // Completes `frames` pictures without images (test stand-in for a frame source).
     void deliver(unsigned frames);
     void reset();
-    // Simulated time runs `factor` times as fast as real time from the next start on.
-    void setTimeScale(double factor);
+    // False for a picture not (or no longer) in the buffers.
+    bool pictureInfo(long number, PictureInfo* info) const;
 
   private:
-    struct Simulation;
+    struct Source;
+    struct Camera;
     void run();
-    int64_t advance(Simulation& sim, const CameraSettings& camera, int64_t now);
-    void complete(Simulation& sim);
+    Source sourceOf(const CameraSettings& c, const Bench& bench) const;
+    void begin(Camera& cam, int64_t at);
+    bool advance(Camera& cam, int64_t until, SceneRenderer& scene);
+    void edge(Camera& cam, const LineEdge& e);
+    int64_t nextEvent(const Camera& cam) const;
+    void complete(Camera& cam, SceneRenderer& scene);
     void join();
     void publish();  // fill level and overflow to the design's read-outs
     int fillLevelLocked() const;
@@ -87,8 +104,7 @@ class VBOARD_EXPORT Acquisition {
     long asked_ = 0;
     bool overflow_ = false;
     AcquisitionCounters counters_;
-    uint64_t pulsesAtStart_ = 0;  // software triggers before the start do not count
-    std::atomic<double> timeScale_{1.0};
+    std::vector<PictureInfo> frames_;  // per buffer
 };
 
 }  // namespace vboard

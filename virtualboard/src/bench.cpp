@@ -332,7 +332,13 @@ Bench readBench(const std::string& path) {
     r.object(j, "", {"camera", "scene", "noise", "inputs"});
     Bench b;
     b.source = path;
-    if (const json* c = Reader::member(j, "camera")) readCamera(r, *c, b.camera);
+    if (const json* c = Reader::member(j, "camera")) {
+        if (c->is_null()) {
+            b.camera.connected = false;  // nothing plugged into the port
+        } else {
+            readCamera(r, *c, b.camera);
+        }
+    }
     if (const json* s = Reader::member(j, "scene")) readScene(r, *s, b.scene);
     if (const json* n = Reader::member(j, "noise")) readNoise(r, *n, b.noise);
     if (const json* inputs = Reader::member(j, "inputs")) {

@@ -32,6 +32,7 @@ struct CameraDescription {
     int triggerLine = 0;             // camera-control line CC1..CC4 as 0..3
     bool exposureFromPulse = false;  // triggered: the pulse's width, else exposureNs
     int64_t exposureNs = 10000000;
+    bool connected = true;  // else nothing is plugged into the port
 
     bool operator==(const CameraDescription&) const = default;
 };

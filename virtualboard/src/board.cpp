@@ -134,15 +134,21 @@ void Board::powerOn() {
     {
         std::lock_guard lock(m_);
         for (RegisterSlot& r : registers_) r.value = 0;
-        for (ParameterSlot& p : parameters_) std::fill(p.values.begin(), p.values.end(), 0);
+        for (ParameterSlot& p : parameters_) {
+            std::fill(p.values.begin(), p.values.end(), 0);
+            p.commands = 0;
+            p.pinned = false;
+        }
         journal_.clear();
         reads_.clear();
         failures_.clear();
         writeHook_ = nullptr;
         for (const SdkParameter& p : sdkParameters()) sdk_[p.id] = p.powerOn;
         bench_ = Bench{};
+        scene_ = nullptr;
     }
     acquisition_.reset();
+    simulation_.reset({});
 }
 
 Bench Board::bench() const {
@@ -150,9 +156,21 @@ Bench Board::bench() const {
     return bench_;
 }
 
-void Board::setBench(Bench bench) {
+void Board::setBench(Bench bench, std::shared_ptr<SceneRenderer> scene) {
+    if (scene == nullptr) scene = std::make_shared<SceneRenderer>(bench);
+    std::vector<SignalDescription> inputs = bench.inputs;
+    {
+        std::lock_guard lock(m_);
+        bench_ = std::move(bench);
+        scene_ = std::move(scene);
+    }
+    simulation_.setInputs(std::move(inputs));
+}
+
+std::shared_ptr<SceneRenderer> Board::scene() {
     std::lock_guard lock(m_);
-    bench_ = std::move(bench);
+    if (scene_ == nullptr) scene_ = std::make_shared<SceneRenderer>(bench_);
+    return scene_;
 }
 
 int Board::registerCount() const {
@@ -496,7 +514,8 @@ void Board::setReadout(std::string_view name, uint64_t value) {
     const int found = lookup(name);
     if (found >= 0) return;
     ParameterSlot& p = parameters_[-found - 1];
-    if (p.layout.kind == ParamKind::Uint) p.values[0] = std::min(value, maxOfWidth(p.layout.bits));
+    if (p.layout.kind == ParamKind::Uint && !p.pinned)
+        p.values[0] = std::min(value, maxOfWidth(p.layout.bits));
 }
 
 CameraSettings Board::cameraSettings() const {
@@ -504,6 +523,7 @@ CameraSettings Board::cameraSettings() const {
     std::lock_guard lock(m_);
     CameraSettings c;
     c.on = get("AAGenEnable") == 1 && get("AAGenStart") == 1;
+    c.port = get("AAGenEnable") == 0;
     c.width = static_cast<uint32_t>(get("AAGenWidth"));
     c.lineWidth = static_cast<uint32_t>(get("AAGenLineWidth"));
     c.height = static_cast<uint32_t>(get("AAGenHeight"));
@@ -603,6 +623,10 @@ void Board::setValue(std::string_view name, uint64_t value) {
     uint64_t& v = scalar(name, &bits);
     if (value > maxOfWidth(bits)) throw std::out_of_range("value too wide for " + std::string(name));
     v = value;
+    // A read-out a test presets keeps its value: the simulation no longer writes it.
+    const int found = lookup(name);
+    if (found < 0 && parameters_[-found - 1].layout.access == Access::ReadOnly)
+        parameters_[-found - 1].pinned = true;
 }
 
 uint64_t Board::value(std::string_view name) const {

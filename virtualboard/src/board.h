@@ -18,6 +18,8 @@
 #include "c_api.h"
 #include "design.h"
 #include "pipeline.h"
+#include "scene.h"
+#include "simulation.h"
 #include "trigger_chain.h"
 #include "vboard/control.h"
 
@@ -49,6 +51,7 @@ inline uint64_t maxOfWidth(int bits) {
 // them, for the frame source.
 struct CameraSettings {
     bool on = false;                                // simulator enabled (not the camera port) and started
+    bool port = false;                              // the camera port is the source
     uint32_t width = 0, lineWidth = 0, height = 0;  // tap clocks, tap clocks, lines
     uint32_t active = 0, passive = 0;               // design clocks of the pixel clock pattern
     uint32_t mask = 0;                              // enabled taps
@@ -121,10 +124,15 @@ class VBOARD_EXPORT Board {
     uint64_t sdkValue(int id) const;
 
     Acquisition& acquisition() { return acquisition_; }
+    Simulation& simulation() { return simulation_; }
 
     // The bench the board stands on; power-on gives the default one.
     Bench bench() const;
-    void setBench(Bench bench);
+    // Prepares the scene unless it comes along; throws BenchError for a scene that cannot be used,
+    // and then keeps the bench it had.
+    void setBench(Bench bench, std::shared_ptr<SceneRenderer> scene = nullptr);
+    // What the camera on the port shows; made for the bench when first asked for.
+    std::shared_ptr<SceneRenderer> scene();
 
     // ---- frame source ----
     CameraSettings cameraSettings() const;
@@ -145,6 +153,7 @@ class VBOARD_EXPORT Board {
         ParameterLayout layout;
         std::vector<uint64_t> values;
         uint64_t commands = 0;  // writes of the command value 2 to a command (_Mode) parameter
+        bool pinned = false;    // a read-out the test control preset
     };
     struct FailureRule {
         control::Operation op;
@@ -177,6 +186,8 @@ class VBOARD_EXPORT Board {
     int softwareTrigger_ = -1;  // position of the software trigger parameter
     std::atomic<uint64_t> softwarePulses_{0};
     Bench bench_;
+    std::shared_ptr<SceneRenderer> scene_;
+    Simulation simulation_{*this};
     Acquisition acquisition_;  // last: its thread reads the board until it is destroyed
 };
 

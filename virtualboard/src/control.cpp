@@ -123,7 +123,19 @@ void deliverFrames(unsigned count, unsigned b) {
 
 void setTimeScale(double factor, unsigned b) {
     if (!(factor > 0.0) || factor > 1e9) throw std::invalid_argument("time scale must be above 0");
-    board(b).acquisition().setTimeScale(factor);
+    board(b).simulation().setTimeScale(factor);
+}
+
+void holdTime(bool held, unsigned b) {
+    board(b).simulation().hold(held);
+}
+
+void advanceTime(int64_t ns, unsigned b) {
+    board(b).simulation().advance(ns);
+}
+
+int64_t simulatedNs(unsigned b) {
+    return board(b).simulation().nowNs();
 }
 
 void loadDesign(const std::string& path, unsigned b) {
@@ -147,7 +159,12 @@ void loadBench(const std::string& path, unsigned b) {
 }
 
 void setBench(const Bench& bench, unsigned b) {
-    board(b).setBench(bench);
+    Board& target = board(b);
+    try {
+        target.setBench(bench);
+    } catch (const BenchError& e) {
+        throw std::invalid_argument(e.what());
+    }
 }
 
 Bench bench(unsigned b) {

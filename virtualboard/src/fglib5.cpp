@@ -43,11 +43,19 @@ Fg_Struct* initFailed(int error, std::string detail = {}) {
 
 // The bench PELLUCID_BENCH names, read again at every open so that an edited file takes effect.
 // 0 (`bench` empty when the variable is unset or empty) or the error the open fails with.
-int environmentBench(std::optional<Bench>& bench, std::string& detail) {
+// The scene is prepared here too, so that an image that cannot be used refuses the open; an
+// unchanged bench is left as it is.
+int environmentBench(Board* b, std::optional<Bench>& bench, std::shared_ptr<SceneRenderer>& scene,
+                     std::string& detail) {
     const char* path = std::getenv("PELLUCID_BENCH");
     if (path == nullptr || *path == '\0') return 0;
     try {
         bench = readBench(path);
+        if (*bench == b->bench()) {
+            bench.reset();
+        } else {
+            scene = std::make_shared<SceneRenderer>(*bench);
+        }
         return 0;
     } catch (const BenchError& e) {
         detail = e.what();
@@ -225,6 +233,9 @@ int readPlain(Board* b, const Target& t, void* value, int type) {
     switch (layout.kind) {
         case ParamKind::Uint:
             if (!isInteger(type)) return FG_INVALID_PARAMETER;
+            // A trigger read-out is brought up to the present first.
+            if (layout.access == Access::ReadOnly && layout.name.starts_with("Device1_Process1_Trigger_"))
+                b->simulation().update();
             if (int error = b->readUint(position, &v)) return error;
             return storeInteger(v, value, type);
         case ParamKind::Double: {
@@ -300,8 +311,9 @@ Fg_Struct* Fg_InitHandleSlaveAware(const char* /*hapName*/, ZEdevice* board, fpg
     const Design* d = designOf(design);
     if (d == nullptr) return initFailed(FG_INVALID_PARAMETER);
     std::optional<Bench> bench;
+    std::shared_ptr<SceneRenderer> scene;
     std::string detail;
-    if (int error = environmentBench(bench, detail)) return initFailed(error, std::move(detail));
+    if (int error = environmentBench(b, bench, scene, detail)) return initFailed(error, std::move(detail));
     Handle* h = newHandle(b);
     if (h == nullptr) return initFailed(FG_NOT_ENOUGH_MEMORY);
     try {
@@ -310,7 +322,7 @@ Fg_Struct* Fg_InitHandleSlaveAware(const char* /*hapName*/, ZEdevice* board, fpg
         deleteHandle(&h->fg);
         return initFailed(FG_NOT_ENOUGH_MEMORY);
     }
-    if (bench) b->setBench(std::move(*bench));
+    if (bench) b->setBench(std::move(*bench), std::move(scene));
     return &h->fg;
 }
 
@@ -326,8 +338,9 @@ Fg_Struct* Fg_Init(const char* appletName, unsigned int boardIndex) {
     // Checked before the applet loads, so that a bad description names itself rather than
     // surfacing as whatever the applet makes of its own failed open.
     std::optional<Bench> bench;
+    std::shared_ptr<SceneRenderer> scene;
     std::string detail;
-    if (int error = environmentBench(bench, detail)) return initFailed(error, std::move(detail));
+    if (int error = environmentBench(b, bench, scene, detail)) return initFailed(error, std::move(detail));
 
     void* dl = dlopen(appletPath(appletName).c_str(), RTLD_NOW | RTLD_LOCAL);
     if (dl == nullptr) return initFailed(FG_APPLET_NOT_LOADED);
@@ -354,7 +367,7 @@ Fg_Struct* Fg_Init(const char* appletName, unsigned int boardIndex) {
     }
     h->state->applet = std::move(library);
     h->fg.Master = master;
-    if (bench) b->setBench(std::move(*bench));
+    if (bench && !(*bench == b->bench())) b->setBench(std::move(*bench), std::move(scene));
     return &h->fg;
 }
 

@@ -227,6 +227,17 @@ long Fg_getStatusEx(Fg_Struct* fg, int parameter, long data, unsigned int dmaInd
         case VBOARD_STATUS_FILL_LEVEL:
             result = a.fillLevel();
             break;
+        case VBOARD_STATUS_MISSED_TRIGGERS:
+            result = counters.missedTriggers;
+            break;
+        case VBOARD_STATUS_CAMERA_FRAME:
+        case VBOARD_STATUS_EXPOSURE_START_NS: {
+            PictureInfo info;
+            if (a.pictureInfo(data, &info))
+                result = parameter == VBOARD_STATUS_CAMERA_FRAME ? static_cast<long>(info.cameraFrame)
+                                                                 : static_cast<long>(info.exposureStartNs);
+            break;
+        }
     }
     fail(s, result < 0 && parameter != VBOARD_STATUS_PICTURES_WANTED ? static_cast<int>(result) : 0);
     return result;

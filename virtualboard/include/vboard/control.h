@@ -100,9 +100,14 @@ VBOARD_CONTROL_API uint64_t sdkValue(int id, unsigned board = 0);
 // acquisition runs.
 VBOARD_CONTROL_API void deliverFrames(unsigned count = 1, unsigned board = 0);
 
-// Simulated time of the board's frame source runs `factor` (> 0) times as fast as real time, from
-// the next acquisition start on; reset() returns it to 1. Throws std::invalid_argument otherwise.
+// The board's simulated time (ns since power-on) runs `factor` (> 0, at most 1e9) times as fast as
+// real time from now on; reset() returns it to 1. Throws std::invalid_argument otherwise.
 VBOARD_CONTROL_API void setTimeScale(double factor, unsigned board = 0);
+// Held, simulated time stands still but for advanceTime(), so a test decides exactly how far the
+// camera and the trigger block get; reset() releases it.
+VBOARD_CONTROL_API void holdTime(bool held, unsigned board = 0);
+VBOARD_CONTROL_API void advanceTime(int64_t ns, unsigned board = 0);
+VBOARD_CONTROL_API int64_t simulatedNs(unsigned board = 0);
 
 // Configures the board from a design file the way an SDK handle does, so that failure rules and
 // values can be set before an applet opens the board. Throws std::invalid_argument with the

@@ -7,7 +7,7 @@
  * (0-based) in the design file; clear of every SDK id and of the applet's own id ranges. */
 #define VBOARD_DESIGN_PARAMETER_ID_BASE 0x10000000
 
-/* Queries of Fg_getStatusEx (the data argument is not used). An unknown query gives
+/* Queries of Fg_getStatusEx (the data argument is used only where said). An unknown query gives
  * FG_INVALID_PARAMETER. */
 #define VBOARD_STATUS_ACQUIRING 1       /* 1 while the DMA channel acquires, else 0 */
 #define VBOARD_STATUS_LAST_PICTURE 2    /* number of the last complete picture, 0 before the first */
@@ -19,6 +19,10 @@
 #define VBOARD_STATUS_START_OF_FRAME_EVENTS 7 /* frames the camera began */
 #define VBOARD_STATUS_END_OF_FRAME_EVENTS 8   /* frames the camera finished */
 #define VBOARD_STATUS_FILL_LEVEL 9            /* percent of the buffers holding pictures not yet asked for */
+#define VBOARD_STATUS_MISSED_TRIGGERS 12      /* pulses on its trigger line the busy camera could not take */
+/* Of picture `data` while it is in the buffers (else FG_INVALID_PARAMETER): */
+#define VBOARD_STATUS_CAMERA_FRAME 10      /* the camera's frame number, from 0 at the start */
+#define VBOARD_STATUS_EXPOSURE_START_NS 11 /* start of its exposure, simulated ns since power-on */
 
 #include "fg_types.h"
 

@@ -1,0 +1,132 @@
+#include "simulation.h"
+
+#include <algorithm>
+
+#include "board.h"
+
+namespace vboard {
+
+namespace {
+
+// Simulated times stay far inside int64_t whatever the time scale says.
+constexpr double kLongestNs = 1e18;
+// Edges nobody collects are dropped beyond this many.
+constexpr size_t kEdgeCapacity = 1 << 20;
+
+const std::string kTrigger = "Device1_Process1_Trigger_", kCam = kTrigger + "TriggerCam0_";
+
+}  // namespace
+
+int64_t Simulation::nowLocked() {
+    if (held_) return anchorNs_;
+    const double elapsed = std::chrono::duration<double, std::nano>(Clock::now() - anchor_).count();
+    return static_cast<int64_t>(std::min(static_cast<double>(anchorNs_) + elapsed * scale_, kLongestNs));
+}
+
+int64_t Simulation::nowNs() {
+    std::lock_guard lock(m_);
+    return nowLocked();
+}
+
+void Simulation::setTimeScale(double factor) {
+    if (!(factor > 0.0)) return;
+    std::lock_guard lock(m_);
+    anchorNs_ = nowLocked();
+    anchor_ = Clock::now();
+    scale_ = factor;
+}
+
+double Simulation::timeScale() {
+    std::lock_guard lock(m_);
+    return scale_;
+}
+
+void Simulation::hold(bool held) {
+    std::lock_guard lock(m_);
+    anchorNs_ = nowLocked();
+    anchor_ = Clock::now();
+    held_ = held;
+}
+
+void Simulation::advance(int64_t ns) {
+    std::lock_guard lock(m_);
+    if (held_ && ns > 0) anchorNs_ = std::min<int64_t>(anchorNs_ + ns, static_cast<int64_t>(kLongestNs));
+}
+
+void Simulation::reset(std::vector<SignalDescription> inputs) {
+    std::lock_guard lock(m_);
+    chain_ = TriggerChain(std::move(inputs));
+    anchor_ = Clock::now();
+    anchorNs_ = 0;
+    scale_ = 1.0;
+    held_ = false;
+    edges_.clear();
+    publishedOnce_ = false;
+}
+
+void Simulation::setInputs(std::vector<SignalDescription> inputs) {
+    std::lock_guard lock(m_);
+    // The new block starts where the old one stood; the signals are on board time.
+    const int64_t tick = chain_.now();
+    chain_ = TriggerChain(std::move(inputs));
+    chain_.apply(TriggerSettings{}, tick);
+}
+
+bool Simulation::held() {
+    std::lock_guard lock(m_);
+    return held_;
+}
+
+int64_t Simulation::update() {
+    const TriggerSettings settings = board_.triggerSettings();
+    std::lock_guard lock(m_);
+    const int64_t now = nowLocked(), tick = now / kDesignTickNs;
+    chain_.apply(settings, tick);
+    chain_.run(tick, [&](int64_t t, int line, bool high) {
+        if (listening_ && edges_.size() < kEdgeCapacity) edges_.push_back({t * kDesignTickNs, line, high});
+    });
+    publish(chain_.readouts());
+    return now;
+}
+
+// Only what the block changed: a value a test preset stays until the block moves it.
+void Simulation::publish(const TriggerReadouts& r) {
+    const TriggerReadouts& was = published_;
+    const auto put = [&](const std::string& name, uint64_t before, uint64_t now) {
+        if (before != now || !publishedOnce_) board_.setReadout(name, now);
+    };
+    put(kCam + "Generators_Generator_MaximumReached_Status", was.generatorReady, r.generatorReady);
+    put(kCam + "Generators_QueueValue_Status", was.queued, r.queued);
+    put(kTrigger + "Monitoring_ReadQueueStatus_Status", was.queueFull ? 2 : 0, r.queueFull ? 2 : 0);
+    put(kTrigger + "TriggerInput_InputStatus_Status", was.inputLevels, r.inputLevels);
+    put(kCam + "InputStatistics_ReadPulses_Status", was.inputPulses, r.inputPulses);
+    put(kCam + "InputStatistics_ReadPeriod_Status", was.inputPeriod, r.inputPeriod);
+    put(kCam + "InputStatistics_ReadMin_Status", was.inputMinPeriod, r.inputMinPeriod);
+    put(kCam + "InputStatistics_ReadMax_Status", was.inputMaxPeriod, r.inputMaxPeriod);
+    put(kTrigger + "Monitoring_CheckForMissingFrame_Cam0_Missing_Status", was.missing, r.missing);
+    put(kTrigger + "Monitoring_CheckPeriod_Cam0_Exceeded_Status", was.exceeded, r.exceeded);
+    put(kCam + "OutputStatistics_ReadPulses_Status", was.outputPulses, r.outputPulses);
+    published_ = r;
+    publishedOnce_ = true;
+}
+
+void Simulation::listen(bool on) {
+    if (on) update();  // what happened before is not news to the new listener
+    std::lock_guard lock(m_);
+    listening_ = on;
+    edges_.clear();
+}
+
+std::vector<LineEdge> Simulation::takeEdges() {
+    std::lock_guard lock(m_);
+    std::vector<LineEdge> out;
+    out.swap(edges_);
+    return out;
+}
+
+void Simulation::cameraMissed() {
+    std::lock_guard lock(m_);
+    chain_.cameraMissed();
+}
+
+}  // namespace vboard
