@@ -5,11 +5,13 @@
 #include <unistd.h>
 
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <sstream>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "png_reader.h"
@@ -158,15 +160,34 @@ TEST_F(CliTest, WrongUsageExitsWithTwoAndTheParsersMessage) {
     EXPECT_EQ(run({"--help"}).exitCode, 0);
 }
 
+// The simulator, the camera on the port, and the defaults (the camera, through a table that maps
+// everything to black).
 TEST_F(CliTest, GrabWritesOnePngPerFrameInTheFormatsBitDepth) {
-    for (const auto& [format, bitDepth] : {std::pair("FG_COL24", 8), std::pair("FG_COL48", 16)}) {
-        const fs::path out = dir_ / format;
-        const Outcome r = run({"grab", "--frames", "3", "--out", out.string(), "--config",
-                               PELLUCID_SIMULATOR_MCF, "--set", std::string("FG_FORMAT=") + format, "--set",
-                               "FG_WIDTH=256", "--set", "FG_HEIGHT=64", "--timeout", "3"});
+    const std::tuple<const char*, const char*, int, bool> cases[] = {
+        {PELLUCID_SIMULATOR_MCF, "FG_COL24", 8, true},
+        {PELLUCID_SIMULATOR_MCF, "FG_COL48", 16, true},
+        {PELLUCID_CAMERA_MCF, "FG_COL24", 8, true},
+        {"", "FG_COL24", 8, false}};
+    for (const auto& [config, format, bitDepth, lit] : cases) {
+        const fs::path out = dir_ / (std::string(format) + std::to_string(std::strlen(config)));
+        std::vector<std::string> args = {"grab",
+                                         "--frames",
+                                         "3",
+                                         "--out",
+                                         out.string(),
+                                         "--set",
+                                         std::string("FG_FORMAT=") + format,
+                                         "--set",
+                                         "FG_WIDTH=256",
+                                         "--set",
+                                         "FG_HEIGHT=64",
+                                         "--timeout",
+                                         "3"};
+        if (*config) args.insert(args.end(), {"--config", config});
+        const Outcome r = run(args);
         ASSERT_EQ(r.exitCode, 0) << r.err;
         EXPECT_NE(r.out.find("3 frames in "), std::string::npos) << r.out;
-        for (int n = 1; n <= 3; ++n) expectFrame(out, n, 256, 64, bitDepth, true);
+        for (int n = 1; n <= 3; ++n) expectFrame(out, n, 256, 64, bitDepth, lit);
         EXPECT_FALSE(fs::exists(out / "frame_0004.png"));
     }
 }

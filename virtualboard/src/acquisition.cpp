@@ -111,6 +111,7 @@ int Acquisition::start(const void* owner, long pictures, const void* memory, lon
         frames_.assign(static_cast<size_t>(std::max(bufferCount, 0L)), PictureInfo{});
     }
     board_.simulation().listen(true);  // edges from now on reach the camera
+    startNs_ = board_.simulation().nowNs();
     publish();
     try {
         thread_ = std::thread(&Acquisition::run, this);
@@ -311,7 +312,7 @@ void Acquisition::run() {
     const Bench bench = board_.bench();
     const std::shared_ptr<SceneRenderer> scene = board_.scene();
     Camera cam;
-    cam.free = sim.nowNs();
+    cam.free = startNs_;
     for (;;) {
         const int64_t now = sim.update();
         CameraSettings settings = board_.cameraSettings();

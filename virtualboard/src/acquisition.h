@@ -105,6 +105,7 @@ class VBOARD_EXPORT Acquisition {
     bool overflow_ = false;
     AcquisitionCounters counters_;
     std::vector<PictureInfo> frames_;  // per buffer
+    int64_t startNs_ = 0;              // simulated time of the start
 };
 
 }  // namespace vboard

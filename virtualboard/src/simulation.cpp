@@ -25,6 +25,7 @@ int64_t Simulation::nowLocked() {
 
 int64_t Simulation::nowNs() {
     std::lock_guard lock(m_);
+    observed_ = true;
     return nowLocked();
 }
 
@@ -43,7 +44,9 @@ double Simulation::timeScale() {
 
 void Simulation::hold(bool held) {
     std::lock_guard lock(m_);
-    anchorNs_ = nowLocked();
+    // Time nobody has looked at since power-on is taken back: a test held right after a reset
+    // starts at 0.
+    anchorNs_ = observed_ ? nowLocked() : 0;
     anchor_ = Clock::now();
     held_ = held;
 }
@@ -62,6 +65,7 @@ void Simulation::reset(std::vector<SignalDescription> inputs) {
     held_ = false;
     edges_.clear();
     publishedOnce_ = false;
+    observed_ = false;
 }
 
 void Simulation::setInputs(std::vector<SignalDescription> inputs) {
@@ -80,6 +84,7 @@ bool Simulation::held() {
 int64_t Simulation::update() {
     const TriggerSettings settings = board_.triggerSettings();
     std::lock_guard lock(m_);
+    observed_ = true;
     const int64_t now = nowLocked(), tick = now / kDesignTickNs;
     chain_.apply(settings, tick);
     chain_.run(tick, [&](int64_t t, int line, bool high) {

@@ -61,6 +61,7 @@ class VBOARD_EXPORT Simulation {
     double scale_ = 1.0;
     bool held_ = false;
     bool listening_ = false;
+    bool observed_ = false;  // someone asked for the time since power-on
     std::vector<LineEdge> edges_;
     TriggerReadouts published_;
     bool publishedOnce_ = false;
