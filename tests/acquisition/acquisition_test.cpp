@@ -118,8 +118,8 @@ TEST(Pipeline, TestPatternLayout) {
     EXPECT_EQ((std::vector<size_t>{f.pixels.size(), size_t(f.bits), f.pixels[2], f.pixels[8], f.pixels[10],
                                    f.pixels[11], f.pixels[19]}),
               (std::vector<size_t>{32, 10, 2 * 8, 1 * 8, 1 * 8, (3 + 1) * 4, 2 * 8}));
-    vboard::renderTestPattern(8, 4, 8, 130, f);
-    EXPECT_EQ(f.pixels[0], (130u * 8) & 255);  // moved, wrapped at the bit depth
+    vboard::renderTestPattern(8, 4, 8, 160, f);
+    EXPECT_EQ(f.pixels[0], (160u * 8) & 255);  // moved, wrapped at the bit depth
 }
 
 using Clock = std::chrono::steady_clock;

@@ -19,8 +19,7 @@ class CameraOnThePort : public vboard::test::Board {
     void open(vboard::Bench bench) {
         vboard::control::reset();
         vboard::control::holdTime(true);
-        bench.camera.width = 64;
-        bench.camera.height = 32;
+        bench.camera.width = 64, bench.camera.height = 32;
         vboard::control::setBench(bench);
         fg = Fg_Init(PELLUCID_APPLET_PATH, 0);
         ASSERT_NE(fg, nullptr);
@@ -48,8 +47,7 @@ class CameraOnThePort : public vboard::test::Board {
 // Free-running at 100 frames/s with 1 ms exposures: frames begin on the period's multiples.
 TEST_F(CameraOnThePort, FreeRunsOnBoardTime) {
     vboard::Bench bench;
-    bench.camera.frameRate = 100;
-    bench.camera.exposureNs = kMs;
+    bench.camera.frameRate = 100, bench.camera.exposureNs = kMs;
     open(bench);
     ASSERT_EQ(acquire(3), 0);
     vboard::control::advanceTime(25 * kMs);

@@ -160,6 +160,8 @@ TEST_F(GenApiConsumer, FeaturesSetAndReadBackThroughTheApplet) {
     ASSERT_TRUE(arv_gc_enumeration_set_string_value(format, "FG_COL48", &error));
     EXPECT_STREQ(arv_gc_enumeration_get_string_value(format, &error), "FG_COL48");
     EXPECT_EQ(getUInt(FG_FORMAT), 6u);
+    ASSERT_TRUE(arv_gc_enumeration_set_string_value(format, "FG_COL24", &error));  // the first entry
+    EXPECT_EQ(getUInt(FG_FORMAT), 2u);
 
     ArvGcString* hap = ARV_GC_STRING(node("FG_HAP_FILE"));
     EXPECT_STREQ(arv_gc_string_get_value(hap, &error), "Pellucid.hap");

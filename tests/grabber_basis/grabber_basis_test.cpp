@@ -232,11 +232,16 @@ TEST_F(LutFile, WritersGiveTheDocumentedTextOrRefuse) {
     EXPECT_EQ(saved(parser.saveMatrixToFile(p, "# m\n", matrix, 2)), "0:# m\nnrOfElements=2;\n0,-1;\n1,2;\n");
     EXPECT_EQ(saved(parser.saveMatrixToFile(p, "# m\n", nullptr, 0)), "0:# m\nnrOfElements=0;\n");
     ASSERT_TRUE(parser.setSaveFile(p));
+    parser.writeLutFileHeader("# h\n");
+    EXPECT_EQ(text(), "# h\n") << "each write is on disk before the file is closed";
+    parser.writeIntDouble(3, 0.5);
+    EXPECT_EQ(text(), "# h\n3,0.500000000000;\n");
     parser.writeDoubleKey("gain", 1.0 / 3), parser.writeLutFileValue("n", "'x'", "=");
     parser.writeLutFileValue("n", "x", nullptr), parser.closeFile();
-    EXPECT_EQ(saved(0), "0:gain=0.333333333333;\nn='x';\n");
+    const std::string written = "# h\n3,0.500000000000;\ngain=0.333333333333;\nn='x';\n";
+    EXPECT_EQ(saved(0), "0:" + written);
     // Refused before the file is touched.
-    EXPECT_EQ(saved(parser.saveLutToFile(p, &gray, &broken, &gray)), "-1:gain=0.333333333333;\nn='x';\n");
+    EXPECT_EQ(saved(parser.saveLutToFile(p, &gray, &broken, &gray)), "-1:" + written);
     EXPECT_EQ(parser.saveLutToFile(p, static_cast<const LookupTable_s*>(nullptr)), -1);
     EXPECT_EQ(parser.saveMatrixToFile(p, "h", nullptr, 1), -1);
     EXPECT_EQ(parser.saveLutToFile(p, &k, nullptr), -1);

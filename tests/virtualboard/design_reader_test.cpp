@@ -112,6 +112,8 @@ TEST(DesignFile, MalformedDesignsAreRefusedNamingTheLine) {
         {"event E1", "event E0", "line 14: duplicate event 'E0'"},
         {"event E0\nevent E1\n", events, "line 77: more than 64 events"},
         {"typecode 7", "typecode 2147483648", "line 5: type code must be 0..2147483647"},
+        {"typecode 7", "typecode 7 8", "line 5: expected 'typecode NUMBER'"},
+        {"P uint 3 rw", "P uint", "line 10: expected 'param NAME uint BITS ACCESS'"},
         {"uid abc", "uid abc\nname Again", "line 7: duplicate 'name'"},
         {"uid abc\n", "", "line 15: missing 'uid'"},
         {"event E0", "evnt E0", "line 13: unknown keyword 'evnt'"},

@@ -141,14 +141,14 @@ TEST_F(PlainHandle, JournalInjectedFailuresAndReset) {
                  set(id(kLutR), FieldParameterAccess{kU32, 0, 4096, 0, lut.data()}, kBlock),
                  set(id(lutG), FieldParameterInt{5, 17}, kEntry), set(id(kFormat), 3u, kU32),
                  set(id(kFormat), 4u, kU32), set(id(kFormat), 4u, kU32), set(FG_TIMEOUT, int32_t{30}, kI32),
-                 QorvRegisterWrite(QorvBoardOpen(0), reg("AAGenRoll"), 1), set(id(kFormat), 9u, kU32),
-                 get(id(kFormat), out, kU32), get(id(kFormat), out, kU32)}),
-        (Results{0, 0, 0, 0, 0, FG_NOT_ENOUGH_MEMORY, 0, 0, -5, kRange, -6, 0}));
+                 QorvRegisterWrite(QorvBoardOpen(0), reg("AAGenRoll"), 1), set(FG_TURBO_DMA_MODE, 0u, kU32),
+                 set(id(kFormat), 9u, kU32), get(id(kFormat), out, kU32), get(id(kFormat), out, kU32)}),
+        (Results{0, 0, 0, 0, 0, FG_NOT_ENOUGH_MEMORY, 0, 0, -5, 0, kRange, -6, 0}));
     EXPECT_EQ(out, 4u);
     EXPECT_EQ(control::writes(),
               (Strings{kXLength + "=1024", kRed + "=1.5", kLutR + "[0+4096]", lutG + "[17]=5", kFormat + "=3",
                        kFormat + "=4 !-500", kFormat + "=4", "FG_TIMEOUT=30", "AAGenRoll=1 !-5",
-                       kFormat + "=9 !-6000"}));
+                       "FG_TURBO_DMA_MODE=0", kFormat + "=9 !-6000"}));
 
     control::setFieldEntry(kLutR, 9, 9);
     control::failWrite(kFormat, 1, -1);

@@ -14,12 +14,8 @@ using Ticks = std::vector<int64_t>;
 // fastest, pulses 100 ticks wide.
 TriggerSettings externalToLine0() {
     TriggerSettings s;
-    s.selectExternal = s.pulseFormEnable = s.queueInPath = true;
-    s.queueHeldCleared = false;
-    s.periodTicks = 10;
-    s.queueCapacity = 2040;
-    s.pulseForm[0].width = 100;
-    s.cameraControl[0].select = 0;
+    s.selectExternal = s.pulseFormEnable = s.queueInPath = true, s.queueHeldCleared = false;
+    s.periodTicks = 10, s.queueCapacity = 2040, s.pulseForm[0].width = 100, s.cameraControl[0].select = 0;
     return s;
 }
 
@@ -136,9 +132,7 @@ TEST(TriggerChain, FreeRunAndSoftwareTriggers) {
     s.queueInPath = true;
     chain.apply(s, 0);
     Ticks rising;
-    const auto record = [&](int64_t t, int, bool high) {
-        if (high) rising.push_back(t);
-    };
+    const auto record = [&](int64_t t, int, bool high) { rising.resize(rising.size() + high, t); };
     s.commands.softwareTriggers = 3;
     chain.apply(s, 500);
     chain.run(5000, record);

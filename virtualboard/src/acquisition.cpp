@@ -94,6 +94,8 @@ int Acquisition::start(const void* owner, long pictures, const void* memory, lon
         }
         thread_.join();  // a run that ended with its picture count
     }
+    // A new scene takes a while to prepare: done before the start, so frames do not pile up behind it.
+    scene_ = board_.cameraSettings().port ? board_.scene() : nullptr;
     {
         std::lock_guard lock(m_);
         running_ = true;
@@ -310,7 +312,6 @@ Acquisition::Source Acquisition::sourceOf(const CameraSettings& c, const Bench& 
 void Acquisition::run() {
     Simulation& sim = board_.simulation();
     const Bench bench = board_.bench();
-    const std::shared_ptr<SceneRenderer> scene = board_.scene();
     Camera cam;
     cam.free = startNs_;
     for (;;) {
@@ -319,10 +320,10 @@ void Acquisition::run() {
         cam.source = sourceOf(settings, bench);
         cam.settings = settings;
         for (const LineEdge& e : sim.takeEdges()) {
-            if (!advance(cam, e.ns, *scene)) return;
+            if (!advance(cam, e.ns)) return;
             edge(cam, e);
         }
-        if (!advance(cam, now, *scene)) return;
+        if (!advance(cam, now)) return;
         const int64_t next = nextEvent(cam);
         auto wake = Clock::now() + kPoll;
         const double scale = sim.timeScale();
@@ -347,7 +348,7 @@ void Acquisition::begin(Camera& cam, int64_t at) {
 
 // Runs the camera up to `until`: ends exposures and readouts, begins free-running frames. False
 // once the run is over.
-bool Acquisition::advance(Camera& cam, int64_t until, SceneRenderer& scene) {
+bool Acquisition::advance(Camera& cam, int64_t until) {
     for (;;) {
         bool finishing;
         {
@@ -368,7 +369,7 @@ bool Acquisition::advance(Camera& cam, int64_t until, SceneRenderer& scene) {
                 std::lock_guard lock(m_);
                 ++counters_.endOfFrame;
             }
-            complete(cam, scene);
+            complete(cam);
         } else if (cam.phase == Camera::Phase::Idle && cam.source.freeRun && cam.source.readoutNs > 0 &&
                    !finishing) {
             // Frames it could not make in time are skipped rather than chased.
@@ -425,7 +426,7 @@ int64_t Acquisition::nextEvent(const Camera& cam) const {
 }
 
 // A frame left the camera: through the image selector into the next buffer, or lost.
-void Acquisition::complete(Camera& cam, SceneRenderer& scene) {
+void Acquisition::complete(Camera& cam) {
     const DesignSettings settings = board_.designSettings();
     if (cam.frame % settings.selectDivisor != settings.selectPhase) return;
     unsigned char* target = nullptr;
@@ -460,7 +461,8 @@ void Acquisition::complete(Camera& cam, SceneRenderer& scene) {
             renderTestPattern(c.width * static_cast<uint32_t>(std::popcount(c.mask)), c.height, c.bits, shift,
                               cam.raw);
         } else {
-            scene.render(cam.frame, cam.exposureEnd - cam.exposureStart, cam.raw);
+            if (scene_ == nullptr) scene_ = board_.scene();  // the source changed to the port
+            scene_->render(cam.frame, cam.exposureEnd - cam.exposureStart, cam.raw);
             // The board takes as many of the camera's bits as its format says: a camera of more bits
             // keeps only its lowest, one of fewer comes out darker.
             const uint16_t mask = static_cast<uint16_t>((1u << c.bits) - 1);

@@ -6,6 +6,7 @@
 #include <condition_variable>
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <mutex>
 #include <thread>
 #include <vector>
@@ -76,10 +77,10 @@ class VBOARD_EXPORT Acquisition {
     void run();
     Source sourceOf(const CameraSettings& c, const Bench& bench) const;
     void begin(Camera& cam, int64_t at);
-    bool advance(Camera& cam, int64_t until, SceneRenderer& scene);
+    bool advance(Camera& cam, int64_t until);
     void edge(Camera& cam, const LineEdge& e);
     int64_t nextEvent(const Camera& cam) const;
-    void complete(Camera& cam, SceneRenderer& scene);
+    void complete(Camera& cam);
     void join();
     void publish();  // fill level and overflow to the design's read-outs
     int fillLevelLocked() const;
@@ -104,8 +105,9 @@ class VBOARD_EXPORT Acquisition {
     long asked_ = 0;
     bool overflow_ = false;
     AcquisitionCounters counters_;
-    std::vector<PictureInfo> frames_;  // per buffer
-    int64_t startNs_ = 0;              // simulated time of the start
+    std::vector<PictureInfo> frames_;       // per buffer
+    int64_t startNs_ = 0;                   // simulated time of the start
+    std::shared_ptr<SceneRenderer> scene_;  // what the camera on the port shows; the thread's own
 };
 
 }  // namespace vboard

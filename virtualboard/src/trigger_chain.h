@@ -49,7 +49,7 @@ struct TriggerSettings {
         uint64_t inputDownscale = 0, inputPulses = 0, generatorDownscale = 0, missing = 0, exceeded = 0,
                  outputPulses = 0, softwareTriggers = 0;
         std::array<uint64_t, 4> pulseFormDownscale{};
-    } commands;
+    } commands{};
 };
 
 // The read-outs the trigger block answers.
