@@ -163,12 +163,13 @@ TEST(TriggerChain, StatisticsAndBypass) {
     EXPECT_EQ(bypass, (Ticks{100, 120, 300, 320}));
     const auto statistics = [&] {
         const TriggerReadouts r = chain.readouts();
-        return std::vector<uint32_t>({r.inputPulses, r.inputPeriod, r.inputMinPeriod, r.inputMaxPeriod});
+        return std::vector<uint32_t>({r.inputPulses, r.inputPeriod, r.inputMinPeriod, r.inputMaxPeriod,
+                                      r.outputPulses, r.generatorReady});
     };
-    EXPECT_EQ(statistics(), std::vector<uint32_t>({4, 100, 100, 100}));
-    s.commands.inputPulses = s.clearMinMax = 1;
+    EXPECT_EQ(statistics(), std::vector<uint32_t>({4, 100, 100, 100, 4, 1}));
+    s.commands.inputPulses = s.clearMinMax = s.commands.outputPulses = 1;
     chain.apply(s, 1000);
-    EXPECT_EQ(statistics(), std::vector<uint32_t>({0, 100, 0, 0}));
+    EXPECT_EQ(statistics(), std::vector<uint32_t>({0, 100, 0, 0, 0, 1}));
 }
 
 }  // namespace

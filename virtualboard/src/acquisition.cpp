@@ -311,6 +311,11 @@ Acquisition::Source Acquisition::sourceOf(const CameraSettings& c, const Bench& 
 
 void Acquisition::run() {
     Simulation& sim = board_.simulation();
+    // Once the run is over nobody collects the camera-control edges.
+    struct Deaf {
+        Simulation& sim;
+        ~Deaf() { sim.listen(false); }
+    } deaf{sim};
     const Bench bench = board_.bench();
     Camera cam;
     cam.free = startNs_;
