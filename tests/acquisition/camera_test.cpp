@@ -56,18 +56,18 @@ TEST_F(CameraOnThePort, FreeRunsOnBoardTime) {
     EXPECT_EQ(Fg_getStatusEx(fg, VBOARD_STATUS_CAMERA_FRAME, 4, 0, memory), FG_INVALID_PARAMETER);
 }
 
-// A 1 kHz signal on input 0 through the applet's External mode: debounce 1.008 us, downscale 3
+// A 1 kHz signal on input 0 from 1 ms on through the applet's External mode: debounce 1.008 us, downscale 3
 // phase 1 (pulses 2, 5, 8), pulse form generator 0 on CC1 with a 100 us delay and a 200 us width,
 // which the camera takes as its exposure. A camera still reading out misses the pulse.
 TEST_F(CameraOnThePort, TriggeredThroughTheWholeChain) {
     vboard::Bench bench;
     bench.camera.triggered = bench.camera.exposureFromPulse = true;
-    bench.inputs = {{.rateHz = 1000, .count = 9, .widthNs = 10000}};
+    bench.inputs = {{.rateHz = 1000, .startNs = kMs, .count = 9, .widthNs = 10000}};  // after the set-up
     const struct {
         uint32_t lineGap;  // a long one makes the readout outlast the pulses
         Longs pictures;
         long missed;
-    } cases[] = {{0, {0, 1101008, 1, 4101008, 2, 7101008}, 0}, {65535, {0, 1101008}, 2}};
+    } cases[] = {{0, {0, 2101008, 1, 5101008, 2, 8101008}, 0}, {65535, {0, 2101008}, 2}};
     for (const auto& c : cases) {
         bench.camera.lineGap = c.lineGap;
         open(bench);

@@ -42,6 +42,9 @@ class Board : public ::testing::Test {
         return Fg_getParameterWithType(fg, id, &value, 0, type);
     }
     long status(int query) { return Fg_getStatusEx(fg, query, 0, 0, memory); }
+    long exposureStart(long picture) {
+        return Fg_getStatusEx(fg, VBOARD_STATUS_EXPOSURE_START_NS, picture, 0, memory);
+    }
     int acquire(long pictures) { return acquire(pictures, memory); }
     int acquire(long pictures, dma_mem* m) { return Fg_AcquireEx(fg, 0, pictures, ACQ_STANDARD, m); }
     int stop(int flag = STOP_ASYNC) { return Fg_stopAcquireEx(fg, 0, memory, flag); }

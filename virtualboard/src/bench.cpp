@@ -49,7 +49,8 @@ class Reader {
 
     void object(const json& j, const std::string& where, std::initializer_list<const char*> allowed) const {
         if (!j.is_object()) fail(where.empty() ? "top level" : where, "must be an object");
-        for (const auto& [key, value] : j.items()) {
+        for (const auto& item : j.items()) {
+            const std::string& key = item.key();
             if (std::none_of(allowed.begin(), allowed.end(), [&](const char* a) { return key == a; }))
                 fail(join(where, key), "unknown key");
         }

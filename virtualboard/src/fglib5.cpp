@@ -168,6 +168,11 @@ int setPlain(HandleState* s, int id, const void* value, unsigned int dmaIndex, i
     const Target t = resolve(s->board, id);
     const int error = writePlain(s->board, t, value, type);
     if (t.position >= 0) s->board->afterWrite(t.layout.name);
+    // On held time a trigger setting or command takes effect now, not at the next advance. (On
+    // running time the acquisition's next pass is soon enough, and bursts stay fast.)
+    Simulation& sim = s->board->simulation();
+    if (error == 0 && t.position >= 0 && t.layout.name.starts_with("Device1_Process1_Trigger_") && sim.held())
+        sim.update();
     return error;
 }
 
