@@ -80,6 +80,8 @@ TEST_F(CameraOnThePort, TriggeredThroughTheWholeChain) {
                              std::pair(FG_TRIGGER_PULSEFORMGEN0_DELAY, 100.0),
                              std::pair(FG_TRIGGER_FRAMESPERSECOND, 4000.0)})
             ASSERT_EQ(set(id, v, FG_PARAM_TYPE_DOUBLE), 0) << id;
+        ASSERT_EQ(setU(FG_TRIGGEROUT_SELECT3, 4), 0);  // Gnd; the others stay high by default
+        EXPECT_EQ(vboard::control::triggerOutputLevels(), 0xf7u);
         ASSERT_EQ(acquire(GRAB_INFINITE), 0);
         vboard::control::advanceTime(40 * kMs);
         const long n = static_cast<long>(c.pictures.size() / 2);

@@ -126,14 +126,17 @@ TEST_F(BenchFiles, AnOpenReadsTheBenchFromTheEnvironmentOrFailsWithItsReason) {
     const Bench before = control::bench();
     ASSERT_EQ(before.camera.taps, 2u);
     EXPECT_THROW(control::loadBench(bad), std::invalid_argument);
+    const std::string none = (dir / "none.json").string(),
+                      png = write("png.json", R"({"scene": {"png": "chart.png"}})");
     const std::tuple<std::string, int, std::string> failures[] = {
-        {bad, FG_CONFIG_LOAD_FAILED, ": camera.bit_depth: must be 8, 10 or 12"},
-        {(dir / "none.json").string(), FG_FILE_NOT_FOUND, ": cannot open: No such file or directory"}};
+        {bad, FG_CONFIG_LOAD_FAILED, bad + ": camera.bit_depth: must be 8, 10 or 12"},
+        {none, FG_FILE_NOT_FOUND, none + ": cannot open: No such file or directory"},
+        {png, FG_CONFIG_LOAD_FAILED, (dir / "chart.png").string() + ": not a PNG file"}};  // an empty file
     for (const auto& [path, error, detail] : failures) {
         setenv("PELLUCID_BENCH", path.c_str(), 1);
         EXPECT_EQ(Fg_InitHandle("Pellucid.hap", QorvBoardOpen(0), design), nullptr);
         EXPECT_EQ(Fg_getLastErrorNumber(nullptr), error);
-        EXPECT_EQ(Fg_getLastErrorDetail(nullptr), path + detail);
+        EXPECT_EQ(Fg_getLastErrorDetail(nullptr), detail);
         EXPECT_EQ(control::bench(), before);
     }
     EXPECT_EQ(Fg_getLastErrorDetail(fg), std::string(Fg_getErrorDescription(0)));

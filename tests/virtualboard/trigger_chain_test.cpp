@@ -112,12 +112,13 @@ TEST(TriggerChain, QueueHoldsItsSizeAndReportsWhatItLoses) {
     SignalDescription signal = periodic(6.25e6, 80, 0);
     for (uint32_t capacity : {1u, 4u}) {
         TriggerSettings s = externalToLine0();
-        s.queueCapacity = capacity;
+        s.queueCapacity = capacity, s.queueOnLevel = 3;
         s.periodTicks = 1000;
         const Lines r = run({signal}, s, 2500);
         EXPECT_EQ(r.rising, (Ticks{0, 1000, 2000})) << capacity;
         EXPECT_EQ(r.readouts.queued, capacity);
         EXPECT_TRUE(r.readouts.queueFull && r.readouts.exceeded && !r.readouts.generatorReady);
+        EXPECT_EQ(r.readouts.queueFillEvent, capacity >= 3);  // its on level
     }
 }
 
@@ -133,10 +134,12 @@ TEST(TriggerChain, FreeRunAndSoftwareTriggers) {
     chain.apply(s, 0);
     Ticks rising;
     const auto record = [&](int64_t t, int, bool high) { rising.resize(rising.size() + high, t); };
-    s.commands.softwareTriggers = 3;
+    s.commands.softwareTriggers = 3, s.queueOnLevel = 2, s.queueOffLevel = 0;
     chain.apply(s, 500);
     chain.run(5000, record);
     EXPECT_EQ(rising, (Ticks{500, 1500, 2500}));
+    const TriggerReadouts r = chain.readouts();  // the fill-level event went on at 2 and off at 0
+    EXPECT_TRUE(!r.queueFillEvent && r.queueEventsOn == 1 && r.queueEventsOff == 1);
     // Holding the queue cleared drops what it holds.
     s.commands.softwareTriggers = 5;
     chain.apply(s, 6000);
@@ -155,6 +158,7 @@ TEST(TriggerChain, StatisticsAndBypass) {
                             b{.input = 3, .periodic = false, .timesNs = {1600, 4800}, .widthNs = 320};
     TriggerSettings s = externalToLine0();
     s.cameraControl[1] = {4, false};
+    s.triggerOutput[2] = {4, true}, s.triggerOutput[5] = {5, true};  // not the bypass, and high
     s.bypassSelect = 3;
     TriggerChain chain({a, b});
     chain.apply(s, 0);
@@ -164,12 +168,12 @@ TEST(TriggerChain, StatisticsAndBypass) {
     const auto statistics = [&] {
         const TriggerReadouts r = chain.readouts();
         return std::vector<uint32_t>({r.inputPulses, r.inputPeriod, r.inputMinPeriod, r.inputMaxPeriod,
-                                      r.outputPulses, r.generatorReady});
+                                      r.outputPulses, r.generatorReady, r.outputLevels});
     };
-    EXPECT_EQ(statistics(), std::vector<uint32_t>({4, 100, 100, 100, 4, 1}));
+    EXPECT_EQ(statistics(), std::vector<uint32_t>({4, 100, 100, 100, 4, 1, 0b100100}));
     s.commands.inputPulses = s.clearMinMax = s.commands.outputPulses = 1;
     chain.apply(s, 1000);
-    EXPECT_EQ(statistics(), std::vector<uint32_t>({0, 100, 0, 0, 0, 1}));
+    EXPECT_EQ(statistics(), std::vector<uint32_t>({0, 100, 0, 0, 0, 1, 0b100100}));
 }
 
 }  // namespace

@@ -576,6 +576,12 @@ TriggerSettings Board::triggerSettings() const {
         const std::string line = c + "CameraControl_Select" + std::to_string(g) + "_";
         s.cameraControl[g] = {u32(line + "Select_Select"), get(line + "Polarity_Invert") != 0};
     }
+    for (int k = 0; k < 8; ++k) {
+        const std::string out = c + "TriggerOutput_Select" + std::to_string(k) + "_";
+        s.triggerOutput[k] = {u32(out + "Select_Select"), get(out + "Polarity_Invert") != 0};
+    }
+    s.queueOnLevel = u32(c + "Hysteresis_OnLevel_Number");
+    s.queueOffLevel = u32(c + "Hysteresis_OffLevel_Number");
     s.outputStatisticsSelect = u32(c + "OutputStatistics_Select_Select");
     s.clearMinMax = u32(c + "InputStatistics_ClearMinMax_Value");
     s.commands.inputDownscale = commands(c + "Downscale_Clear_Mode");

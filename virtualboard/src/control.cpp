@@ -138,6 +138,15 @@ int64_t simulatedNs(unsigned b) {
     return board(b).simulation().nowNs();
 }
 
+uint32_t triggerOutputLevels(unsigned b) {
+    return board(b).simulation().readouts().outputLevels;
+}
+
+QueueFillLevelEvent queueFillLevelEvent(unsigned b) {
+    const TriggerReadouts r = board(b).simulation().readouts();
+    return {r.queueFillEvent, r.queueEventsOn, r.queueEventsOff};
+}
+
 void loadDesign(const std::string& path, unsigned b) {
     Board& target = board(b);
     std::ifstream in(path, std::ios::binary);

@@ -129,6 +129,12 @@ std::vector<LineEdge> Simulation::takeEdges() {
     return out;
 }
 
+TriggerReadouts Simulation::readouts() {
+    update();
+    std::lock_guard lock(m_);
+    return chain_.readouts();
+}
+
 void Simulation::cameraMissed() {
     std::lock_guard lock(m_);
     chain_.cameraMissed();

@@ -47,6 +47,8 @@ class VBOARD_EXPORT Simulation {
     void listen(bool on);
     std::vector<LineEdge> takeEdges();
     void cameraMissed();
+    // The block's state now, for the test control.
+    TriggerReadouts readouts();
 
   private:
     int64_t nowLocked();

@@ -133,6 +133,7 @@ void TriggerChain::apply(const TriggerSettings& s, int64_t tick) {
         if (c.pulseFormDownscale[g] != o.pulseFormDownscale[g]) formCount_[g] = 0;
     if (s.queueHeldCleared) {
         queued_ = 0;
+        fillLevelChanged();
         sequenceLeft_ = 0;
         readyAt_ = tick;
         if (!freeRunning_) nextPulse_ = kNever;
@@ -170,6 +171,7 @@ void TriggerChain::enqueue(int64_t) {
         return;
     }
     ++queued_;
+    fillLevelChanged();
 }
 
 void TriggerChain::generatorPulse(int64_t tick) {
@@ -216,22 +218,34 @@ int64_t TriggerChain::nextInternalEvent() const {
 }
 
 bool TriggerChain::bypassUsed() const {
-    return std::any_of(s_.cameraControl.begin(), s_.cameraControl.end(),
-                       [](const auto& l) { return l.select == 4; });
+    const auto bypass = [](const auto& l) { return l.select == 4; };
+    return std::any_of(s_.cameraControl.begin(), s_.cameraControl.end(), bypass) ||
+           std::any_of(s_.triggerOutput.begin(), s_.triggerOutput.end(), bypass);
 }
 
-bool TriggerChain::lineLevel(int line) const {
-    const TriggerSettings::Line& l = s_.cameraControl[line];
+// The queue's fill-level event follows the fill level with hysteresis.
+void TriggerChain::fillLevelChanged() {
+    if (!queueEvent_ && s_.queueOnLevel > 0 && queued_ >= s_.queueOnLevel) {
+        queueEvent_ = true;
+        ++queueEventsOn_;
+    } else if (queueEvent_ && queued_ <= s_.queueOffLevel) {
+        queueEvent_ = false;
+        ++queueEventsOff_;
+    }
+}
+
+// A camera-control line or trigger output: its multiplexer's source through its inverter.
+bool TriggerChain::level(const TriggerSettings::Line& l) const {
     const bool source = l.select < 4 ? formLevel_[l.select] : l.select == 4 ? bypassLevel_ : false;
     return source != l.invert;
 }
 
 void TriggerChain::emitLines(int64_t tick, const std::function<void(int64_t, int, bool)>& onEdge) {
     for (int line = 0; line < 4; ++line) {
-        const bool level = lineLevel(line);
-        if (level == lineLevels_[line]) continue;
-        lineLevels_[line] = level;
-        if (onEdge) onEdge(tick, line, level);
+        const bool high = level(s_.cameraControl[line]);
+        if (high == lineLevels_[line]) continue;
+        lineLevels_[line] = high;
+        if (onEdge) onEdge(tick, line, high);
     }
 }
 
@@ -256,6 +270,7 @@ void TriggerChain::run(int64_t until, const std::function<void(int64_t, int, boo
         if (nextPulse_ == t) generatorPulse(t);
         if (queued_ > 0 && sequenceLeft_ == 0 && !s_.queueHeldCleared && t >= readyAt_) {
             --queued_;
+            fillLevelChanged();
             sequenceLeft_ = std::max<uint32_t>(s_.pulsesPerEvent, 1);
             generatorPulse(t);
         }
@@ -288,6 +303,11 @@ TriggerReadouts TriggerChain::readouts() const {
     r.missing = missing_;
     r.exceeded = exceeded_;
     r.outputPulses = outputPulses_;
+    for (int i = 0; i < 8; ++i)
+        if (level(s_.triggerOutput[i])) r.outputLevels |= 1u << i;
+    r.queueFillEvent = queueEvent_;
+    r.queueEventsOn = queueEventsOn_;
+    r.queueEventsOff = queueEventsOff_;
     return r;
 }
 

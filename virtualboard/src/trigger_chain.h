@@ -42,6 +42,8 @@ struct TriggerSettings {
         bool invert = false;
     };
     std::array<Line, 4> cameraControl{};
+    std::array<Line, 8> triggerOutput{};
+    uint32_t queueOnLevel = 0, queueOffLevel = 0;  // the queue's fill-level event turns on and off
     uint32_t outputStatisticsSelect = 0;
     uint32_t clearMinMax = 0;  // its toggling clears the input's minimum and maximum period
     // Clear commands and software triggers written so far; the simulation acts on new ones.
@@ -63,6 +65,9 @@ struct TriggerReadouts {
     bool missing = false;   // the camera missed a pulse
     bool exceeded = false;  // events came faster than the queue and the period allow
     uint32_t outputPulses = 0;
+    uint32_t outputLevels = 0;    // one bit per trigger output
+    bool queueFillEvent = false;  // on since the fill level reached the on level
+    uint32_t queueEventsOn = 0, queueEventsOff = 0;
 };
 
 class VBOARD_EXPORT TriggerChain {
@@ -94,7 +99,8 @@ class VBOARD_EXPORT TriggerChain {
     void triggerEvent(int64_t tick);
     void enqueue(int64_t tick);
     void generatorPulse(int64_t tick);
-    bool lineLevel(int line) const;
+    bool level(const TriggerSettings::Line& l) const;
+    void fillLevelChanged();
     bool bypassUsed() const;
     void emitLines(int64_t tick, const std::function<void(int64_t, int, bool)>& onEdge);
 
@@ -123,6 +129,8 @@ class VBOARD_EXPORT TriggerChain {
     std::array<bool, 4> formLevel_{};
     uint32_t outputPulses_ = 0;
     std::array<bool, 4> lineLevels_{};
+    bool queueEvent_ = false;
+    uint32_t queueEventsOn_ = 0, queueEventsOff_ = 0;
 };
 
 }  // namespace vboard

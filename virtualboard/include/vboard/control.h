@@ -108,6 +108,15 @@ VBOARD_CONTROL_API void setTimeScale(double factor, unsigned board = 0);
 VBOARD_CONTROL_API void holdTime(bool held, unsigned board = 0);
 VBOARD_CONTROL_API void advanceTime(int64_t ns, unsigned board = 0);
 VBOARD_CONTROL_API int64_t simulatedNs(unsigned board = 0);
+// What the trigger block drives now, which the board shows nowhere else: the levels of the eight
+// trigger outputs (bit k: output k), and whether the queue's fill-level event is on, with how often
+// it turned on and off.
+VBOARD_CONTROL_API uint32_t triggerOutputLevels(unsigned board = 0);
+struct QueueFillLevelEvent {
+    bool on = false;
+    uint32_t turnedOn = 0, turnedOff = 0;
+};
+VBOARD_CONTROL_API QueueFillLevelEvent queueFillLevelEvent(unsigned board = 0);
 
 // Configures the board from a design file the way an SDK handle does, so that failure rules and
 // values can be set before an applet opens the board. Throws std::invalid_argument with the
