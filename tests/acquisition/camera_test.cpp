@@ -30,7 +30,7 @@ class CameraOnThePort : public vboard::test::Board {
         stop();
         Fg_FreeMemEx(fg, memory);
         Fg_FreeGrabber(fg);
-        fg = nullptr;
+        fg = nullptr, memory = nullptr;
         vboard::control::reset();
     }
     int setU(int id, uint32_t v) { return set(id, v, FG_PARAM_TYPE_UINT32_T); }

@@ -128,20 +128,36 @@ TEST(TriggerChain, FreeRunAndSoftwareTriggers) {
     s.selectExternal = s.queueInPath = false;
     s.periodTicks = 1000;
     EXPECT_EQ(run({}, s, 3500).rising, (Ticks{0, 1000, 2000, 3000}));
+    {  // skipping ahead keeps the generator's phase; a period of 0 is the shortest, 1 tick
+        TriggerChain skipping;
+        skipping.apply(s, 0);
+        skipping.skipTo(10500);
+        Ticks after;
+        skipping.run(12000, [&](int64_t t, int, bool high) { after.resize(after.size() + high, t); });
+        EXPECT_EQ(after, (Ticks{11000, 12000}));
+        s.periodTicks = 0;
+        EXPECT_EQ(run({}, s, 3).readouts.outputPulses, 4u);  // at 0, 1, 2 and 3
+        s.periodTicks = 1000;
+    }
+    // Pulses shorter than a tick make no edge, and looking for one ends.
+    EXPECT_EQ(run({periodic(1e6, 4, 0)}, externalToLine0(), 100000).readouts.inputPulses, 0u);
 
     TriggerChain chain;
     s.queueInPath = true;
     chain.apply(s, 0);
     Ticks rising;
     const auto record = [&](int64_t t, int, bool high) { rising.resize(rising.size() + high, t); };
-    s.commands.softwareTriggers = 3, s.queueOnLevel = 2, s.queueOffLevel = 0;
+    s.commands.softwareTriggers = 7;
+    chain.apply(s, 0, false);  // commands that count as done before
+    EXPECT_EQ(chain.readouts().queued, 0u);
+    s.commands.softwareTriggers = 10, s.queueOnLevel = 2, s.queueOffLevel = 0;
     chain.apply(s, 500);
     chain.run(5000, record);
     EXPECT_EQ(rising, (Ticks{500, 1500, 2500}));
     const TriggerReadouts r = chain.readouts();  // the fill-level event went on at 2 and off at 0
     EXPECT_TRUE(!r.queueFillEvent && r.queueEventsOn == 1 && r.queueEventsOff == 1);
     // Holding the queue cleared drops what it holds.
-    s.commands.softwareTriggers = 5;
+    s.commands.softwareTriggers = 12;
     chain.apply(s, 6000);
     EXPECT_EQ(chain.readouts().queued, 2u);
     s.queueHeldCleared = true;

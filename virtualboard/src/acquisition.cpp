@@ -304,7 +304,10 @@ Acquisition::Source Acquisition::sourceOf(const CameraSettings& c, const Bench& 
         src.freeRun = !cam.triggered;
         src.line = cam.triggerLine;
         src.exposureFromPulse = cam.exposureFromPulse;
-        src.periodNs = static_cast<int64_t>(1e9 / cam.frameRate);
+        // A hand-made bench may hold any rate: the period stays a positive, finite number of ns.
+        src.periodNs = cam.frameRate > 0
+                           ? static_cast<int64_t>(std::clamp(1e9 / cam.frameRate, 1.0, kLongestNs))
+                           : static_cast<int64_t>(kLongestNs);
     }
     return src;
 }
@@ -332,10 +335,11 @@ void Acquisition::run() {
         const int64_t next = nextEvent(cam);
         auto wake = Clock::now() + kPoll;
         const double scale = sim.timeScale();
+        // Never later than the poll, so a tiny time scale cannot overflow the conversion.
+        const double waitNs = std::clamp(static_cast<double>(next - now) / scale, 0.0, 1e6);
         if (next != kNever && !sim.held())
-            wake = std::min(
-                wake, Clock::now() + std::chrono::duration_cast<Clock::duration>(
-                                         std::chrono::duration<double, std::nano>((next - now) / scale)));
+            wake = std::min(wake, Clock::now() + std::chrono::duration_cast<Clock::duration>(
+                                                     std::chrono::duration<double, std::nano>(waitNs)));
         std::unique_lock lock(m_);
         wakeCv_.wait_until(lock, wake, [&] { return stopping_ || !running_; });
     }
@@ -382,7 +386,8 @@ bool Acquisition::advance(Camera& cam, int64_t until) {
             if (cam.source.camera)
                 at = (at + cam.source.periodNs - 1) / cam.source.periodNs * cam.source.periodNs;
             if (at > until) {
-                if (cam.source.simulator) cam.free = until;  // idle time is not made up later
+                // Idle time is not made up later, nor are the frames the lag skipped.
+                cam.free = cam.source.simulator ? until : std::max(cam.free, until - kMaxLagNs);
                 return true;
             }
             begin(cam, at);

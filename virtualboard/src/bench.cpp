@@ -18,6 +18,8 @@ namespace vboard {
 
 namespace {
 
+constexpr int64_t kTickNs = 16;  // the design clock
+
 using nlohmann::json;
 
 constexpr uint32_t kMaxWidth = 16384, kMaxHeight = 65535;  // the board's buffer extents
@@ -252,6 +254,8 @@ SignalDescription readSignal(const Reader& r, const json& j, const std::string& 
     SignalDescription s;
     r.integer(j, w, "input", 0, 7, s.input);
     r.micros(j, w, "width_us", true, s.widthNs);
+    // The inputs are sampled on the 16 ns design clock: anything shorter would vanish.
+    if (s.widthNs < kTickNs) r.fail(join(w, "width_us"), "must be 0.016 or more (one design clock)");
     if (const json* times = Reader::member(j, "times_us")) {
         for (const char* k : {"rate_hz", "start_us", "count"})
             if (Reader::member(j, k) != nullptr) r.fail(join(w, k), "not with times_us");
@@ -263,7 +267,8 @@ SignalDescription readSignal(const Reader& r, const json& j, const std::string& 
             if (!(*times)[i].is_number()) r.fail(at, "must be a number");
             int64_t ns = 0;
             r.micros((*times)[i].get<double>(), at, false, ns);
-            if (!s.timesNs.empty() && ns <= s.timesNs.back()) r.fail(at, "times must ascend");
+            if (!s.timesNs.empty() && ns < s.timesNs.back() + s.widthNs + kTickNs)
+                r.fail(at, "must come at least the width and 0.016 us after the one before");
             s.timesNs.push_back(ns);
         }
     } else {
@@ -272,18 +277,18 @@ SignalDescription readSignal(const Reader& r, const json& j, const std::string& 
         r.micros(j, w, "start_us", false, s.startNs);
         r.integer(j, w, "count", 0, INT64_MAX, s.count);
         const double periodNs = 1e9 / s.rateHz;
-        if (static_cast<double>(s.widthNs) >= periodNs)
-            r.fail(join(w, "width_us"),
-                   "must be shorter than the period (" + shortText(periodNs / 1000) + " us)");
+        if (static_cast<double>(s.widthNs + kTickNs) > periodNs)
+            r.fail(join(w, "width_us"), "must be at least 0.016 us shorter than the period (" +
+                                            shortText(periodNs / 1000) + " us)");
     }
     r.integer(j, w, "glitch_every", 0, UINT32_MAX, s.glitchEvery);
     const json* glitch = Reader::member(j, "glitch_ns");
     if (glitch != nullptr || s.glitchEvery > 0) {
         double ns = 0;
         r.number(j, w, "glitch_ns", ns);
-        if (!(ns >= 1) || ns >= static_cast<double>(s.widthNs))
+        if (!(ns >= kTickNs) || ns >= static_cast<double>(s.widthNs))
             r.fail(join(w, "glitch_ns"),
-                   "must be 1 or more and shorter than the pulse (" + std::to_string(s.widthNs) + " ns)");
+                   "must be 16 or more and shorter than the pulse (" + std::to_string(s.widthNs) + " ns)");
         s.glitchWidthNs = std::llround(ns);
     }
     return s;

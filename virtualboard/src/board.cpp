@@ -168,9 +168,17 @@ void Board::setBench(Bench bench, std::shared_ptr<SceneRenderer> scene) {
 }
 
 std::shared_ptr<SceneRenderer> Board::scene() {
+    Bench bench;
+    {
+        std::lock_guard lock(m_);
+        if (scene_ != nullptr) return scene_;
+        bench = bench_;
+    }
+    // Made outside the lock: preparing a scene takes a while, and parameter access must not wait.
+    auto made = std::make_shared<SceneRenderer>(bench);
     std::lock_guard lock(m_);
-    if (scene_ == nullptr) scene_ = std::make_shared<SceneRenderer>(bench_);
-    return scene_;
+    if (scene_ == nullptr && bench_ == bench) scene_ = std::move(made);
+    return scene_ != nullptr ? scene_ : made;
 }
 
 int Board::registerCount() const {

@@ -168,8 +168,9 @@ int setPlain(HandleState* s, int id, const void* value, unsigned int dmaIndex, i
     const Target t = resolve(s->board, id);
     const int error = writePlain(s->board, t, value, type);
     if (t.position >= 0) s->board->afterWrite(t.layout.name);
-    // On held time a trigger setting or command takes effect now, not at the next advance. (On
-    // running time the acquisition's next pass is soon enough, and bursts stay fast.)
+    // On held time a trigger setting or command takes effect now, not at the next advance. On
+    // running time it counts from the next look at the block (a read of a trigger read-out, the
+    // acquisition's next pass), which keeps bursts fast.
     Simulation& sim = s->board->simulation();
     if (error == 0 && t.position >= 0 && t.layout.name.starts_with("Device1_Process1_Trigger_") && sim.held())
         sim.update();
@@ -346,6 +347,9 @@ Fg_Struct* Fg_Init(const char* appletName, unsigned int boardIndex) {
     std::shared_ptr<SceneRenderer> scene;
     std::string detail;
     if (int error = environmentBench(b, bench, scene, detail)) return initFailed(error, std::move(detail));
+    // A good bench is the board's from here on, so the applet's own open finds it unchanged and
+    // does not prepare its scene a second time.
+    if (bench) b->setBench(std::move(*bench), std::move(scene));
 
     void* dl = dlopen(appletPath(appletName).c_str(), RTLD_NOW | RTLD_LOCAL);
     if (dl == nullptr) return initFailed(FG_APPLET_NOT_LOADED);
@@ -372,7 +376,6 @@ Fg_Struct* Fg_Init(const char* appletName, unsigned int boardIndex) {
     }
     h->state->applet = std::move(library);
     h->fg.Master = master;
-    if (bench && !(*bench == b->bench())) b->setBench(std::move(*bench), std::move(scene));
     return &h->fg;
 }
 

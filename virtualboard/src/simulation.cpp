@@ -12,6 +12,9 @@ namespace {
 constexpr double kLongestNs = 1e18;
 // Edges nobody collects are dropped beyond this many.
 constexpr size_t kEdgeCapacity = 1 << 20;
+// On running time a block left alone longer than this (100 ms) skips ahead instead of simulating
+// everything it missed: catching up on an hour of a fast encoder would take minutes.
+constexpr int64_t kCatchUpTicks = 100'000'000 / kDesignTickNs;
 
 const std::string kTrigger = "Device1_Process1_Trigger_", kCam = kTrigger + "TriggerCam0_";
 
@@ -53,6 +56,7 @@ void Simulation::hold(bool held) {
 
 void Simulation::advance(int64_t ns) {
     std::lock_guard lock(m_);
+    observed_ = true;
     if (held_ && ns > 0) anchorNs_ = std::min<int64_t>(anchorNs_ + ns, static_cast<int64_t>(kLongestNs));
 }
 
@@ -73,7 +77,7 @@ void Simulation::setInputs(std::vector<SignalDescription> inputs) {
     // The new block starts where the old one stood; the signals are on board time.
     const int64_t tick = chain_.now();
     chain_ = TriggerChain(std::move(inputs));
-    chain_.apply(TriggerSettings{}, tick);
+    chain_.apply(board_.triggerSettings(), tick, false);  // commands written so far are done
 }
 
 bool Simulation::held() {
@@ -82,14 +86,18 @@ bool Simulation::held() {
 }
 
 int64_t Simulation::update() {
-    const TriggerSettings settings = board_.triggerSettings();
     std::lock_guard lock(m_);
     observed_ = true;
     const int64_t now = nowLocked(), tick = now / kDesignTickNs;
-    chain_.apply(settings, tick);
-    chain_.run(tick, [&](int64_t t, int line, bool high) {
+    const auto collect = [&](int64_t t, int line, bool high) {
         if (listening_ && edges_.size() < kEdgeCapacity) edges_.push_back({t * kDesignTickNs, line, high});
-    });
+    };
+    if (!held_ && tick - chain_.now() > kCatchUpTicks) chain_.skipTo(tick - kCatchUpTicks);
+    // What happened since the last look happened under the settings of then; the new ones (read
+    // under this lock, so two updates never apply them out of order) count from now.
+    chain_.run(tick, collect);
+    chain_.apply(board_.triggerSettings(), tick);
+    chain_.run(tick, collect);
     publish(chain_.readouts());
     return now;
 }

@@ -9,6 +9,8 @@ namespace vboard {
 namespace {
 
 constexpr int64_t kNever = std::numeric_limits<int64_t>::max();
+// Pulses a generator holds while their delay runs; a longer backlog of delayed pulses is dropped.
+constexpr size_t kMaxPendingPulses = 4096;
 
 // Inputs are sampled on the design clock.
 int64_t toTick(double ns) {
@@ -24,8 +26,7 @@ struct Pulse {
 };
 
 // A signal's pulses on ticks: pulse k rises at its start and falls `width` later, and a glitch may
-// follow it halfway to the next one. These are the pulses with indices from `k` on, glitches included, at
-// most `n` of them.
+// follow it halfway to the next one. These are `n` pulses from index `k` on, with their glitches.
 void pulsesFrom(const SignalDescription& s, uint64_t k, size_t n, std::vector<Pulse>& out) {
     const uint64_t total = s.periodic ? (s.count == 0 ? UINT64_MAX : s.count) : s.timesNs.size();
     const double period = s.periodic ? 1e9 / s.rateHz : 0.0;
@@ -86,8 +87,10 @@ TriggerChain::Edge TriggerChain::nextInputEdge(int input, int64_t after) const {
     std::vector<int64_t> ticks;
     for (const SignalDescription& s : signals_) {
         if (s.input != input) continue;
-        // Widen the window until an edge turns up or the signal ends.
-        for (uint64_t k = firstPulseNear(s, after);; k += 4) {
+        // Widen the window until an edge turns up or the signal ends; pulses that round to nothing
+        // on the design clock make no edge, so the search gives up after a while.
+        uint64_t k = firstPulseNear(s, after);
+        for (int window = 0; window < 256; ++window, k += 4) {
             pulses.clear();
             pulsesFrom(s, k, 8, pulses);
             if (pulses.empty()) break;
@@ -110,11 +113,13 @@ TriggerChain::Edge TriggerChain::nextInputEdge(int input, int64_t after) const {
     return best;
 }
 
-void TriggerChain::apply(const TriggerSettings& s, int64_t tick) {
+void TriggerChain::apply(const TriggerSettings& s, int64_t tick, bool commands) {
     tick = std::max(tick, now_);
-    const TriggerSettings old = s_;
+    TriggerSettings old = s_;
+    if (!commands) old.commands = s.commands;
     s_ = s;
     if (s_.inputDownscale == 0) s_.inputDownscale = 1;
+    if (s_.periodTicks == 0) s_.periodTicks = 1;
     now_ = tick;
     const auto& c = s.commands;
     const auto& o = old.commands;
@@ -194,7 +199,7 @@ void TriggerChain::generatorPulse(int64_t tick) {
         auto& q = outputs_[g];
         if (!q.empty() && begin <= q.back().second) {
             q.back().second = std::max(q.back().second, end);  // overlapping pulses merge
-        } else {
+        } else if (q.size() < kMaxPendingPulses) {
             q.emplace_back(begin, end);
         }
         if (static_cast<uint32_t>(g) == s_.outputStatisticsSelect) ++outputPulses_;
@@ -215,6 +220,27 @@ int64_t TriggerChain::nextInternalEvent() const {
             next = std::min(next, formLevel_[g] ? outputs_[g].front().second : outputs_[g].front().first);
     if (bypassUsed()) next = std::min(next, nextInputEdge(static_cast<int>(s_.bypassSelect), now_).tick);
     return next;
+}
+
+void TriggerChain::skipTo(int64_t tick) {
+    if (tick <= now_) return;
+    now_ = lastInputEdge_ = tick;
+    raw_ = debounced_ = inputLevel(static_cast<int>(s_.inputSelect), tick);
+    pendingAt_ = kNever;
+    bypassLevel_ = inputLevel(static_cast<int>(s_.bypassSelect), tick);
+    const auto period = static_cast<int64_t>(s_.periodTicks);
+    if (freeRunning_ && nextPulse_ < tick) {
+        nextPulse_ += (tick - nextPulse_ + period - 1) / period * period;  // in step with before
+    } else if (!freeRunning_ && sequenceLeft_ > 0) {
+        sequenceLeft_ = 0;
+        nextPulse_ = kNever;
+        readyAt_ = tick;
+    }
+    for (int g = 0; g < 4; ++g) {
+        auto& q = outputs_[g];
+        while (!q.empty() && q.front().second <= tick) q.pop_front();
+        formLevel_[g] = !q.empty() && q.front().first <= tick;
+    }
 }
 
 bool TriggerChain::bypassUsed() const {

@@ -74,8 +74,12 @@ class VBOARD_EXPORT TriggerChain {
   public:
     explicit TriggerChain(std::vector<SignalDescription> inputs = {});
 
-    // The settings from `tick` on; new commands take effect at that tick.
-    void apply(const TriggerSettings& s, int64_t tick);
+    // The settings from `tick` on (events before it belong to the old ones: run up to it first).
+    // New commands take effect at that tick, unless `commands` is false: then they count as done.
+    void apply(const TriggerSettings& s, int64_t tick, bool commands = true);
+    // Jumps to `tick` without simulating what lies between: the inputs, pending pulses and the
+    // generator's phase are as they would be, the statistics miss what was skipped.
+    void skipTo(int64_t tick);
     // Runs the block up to and including `until`. `onEdge(tick, line, high)` hears every level
     // change of the four camera-control lines in time order.
     void run(int64_t until, const std::function<void(int64_t, int, bool)>& onEdge);
