@@ -172,6 +172,9 @@ TEST_F(PlainHandle, JournalInjectedFailuresAndReset) {
     Fg_Struct* second = Fg_InitHandle("Pellucid.hap", QorvBoardOpen(0), design);
     EXPECT_EQ(control::value(kOverflow), 1u);
     EXPECT_EQ(Fg_FreeGrabber(second), 0);
+    int heard = 0;  // the write hook hears the design file's first parameter too
+    control::setWriteHook([&](std::string_view) { ++heard; });
+    EXPECT_TRUE(set(id("Device1_Process0_Bayer_Bayer_BayerInit"), 1u, kU32) == 0 && heard == 1);
 }
 
 TEST(Handles, InitErrors) {
