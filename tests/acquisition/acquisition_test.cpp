@@ -205,9 +205,7 @@ TEST_F(Acquisition, TriggerAndRegistersPaceTheCamera) {
 
 // No camera, no frames; then a frame finds no buffer: too small a one loses it, a full set overflows.
 TEST_F(Acquisition, NoFramesLostFramesAndOverflow) {
-    vboard::Bench empty;  // the simulator stays off and nothing is plugged into the camera port
-    empty.camera.connected = false;
-    vboard::control::setBench(empty);
+    vboard::test::emptyCameraPort();  // and the simulator stays off
     allocate(kImage - 1, 2);
     ASSERT_EQ(acquire(GRAB_INFINITE), 0);
     const auto start = Clock::now();

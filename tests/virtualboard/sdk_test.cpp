@@ -8,7 +8,6 @@
 #include <stdexcept>
 #include <thread>
 
-#include "bench.h"
 #include "qorv_hw.h"
 #include "vboard_fixture.h"
 
@@ -230,18 +229,12 @@ TEST(Applets, HandleRoutesEveryCallToTheApplet) {
     EXPECT_EQ(fg != nullptr ? Fg_FreeGrabber(fg) : initError(fg), 7);
 }
 
-// Pictures come only from the test control: nothing is plugged into the camera port.
 class Acquisition : public PlainHandle {
   protected:
     void SetUp() override {
         PlainHandle::SetUp();
-        emptyPort();
+        emptyCameraPort();
         ASSERT_NE(memory = Fg_AllocMemEx(fg, 64, 4), nullptr);
-    }
-    static void emptyPort() {
-        Bench empty;
-        empty.camera.connected = false;
-        control::setBench(empty);
     }
 };
 
@@ -282,7 +275,7 @@ TEST_F(Acquisition, PictureNumbersBlockingWaitAndFreeing) {
     ASSERT_EQ(acquire(GRAB_INFINITE), 0);
     control::reset();
     EXPECT_EQ(status(VBOARD_STATUS_ACQUIRING), 0);
-    emptyPort();
+    emptyCameraPort();
     ASSERT_EQ(acquire(3), 0);
     EXPECT_EQ(
         (Results{waitFor(1, 0), Fg_getLastErrorNumber(fg), last(), Fg_getLastErrorNumber(fg), waitFor(0, 0)}),

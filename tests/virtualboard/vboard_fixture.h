@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "bench.h"
 #include "fglib5.h"
 #include "haprt.h"
 #include "qorviolibrt.h"
@@ -17,6 +18,13 @@
 namespace vboard::test {
 
 using Strings = std::vector<std::string>;
+
+// Nothing plugged into board 0's camera port: pictures come only from what the test drives.
+inline void emptyCameraPort() {
+    Bench empty;
+    empty.camera.connected = false;
+    control::setBench(empty);
+}
 
 constexpr int kU32 = FG_PARAM_TYPE_UINT32_T, kI32 = FG_PARAM_TYPE_INT32_T, kU64 = FG_PARAM_TYPE_UINT64_T,
               kI64 = FG_PARAM_TYPE_INT64_T, kDouble = FG_PARAM_TYPE_DOUBLE,
@@ -41,10 +49,8 @@ class Board : public ::testing::Test {
     int get(int id, T& value, int type) {
         return Fg_getParameterWithType(fg, id, &value, 0, type);
     }
-    long status(int query) { return Fg_getStatusEx(fg, query, 0, 0, memory); }
-    long exposureStart(long picture) {
-        return Fg_getStatusEx(fg, VBOARD_STATUS_EXPOSURE_START_NS, picture, 0, memory);
-    }
+    long status(int query, long picture = 0) { return Fg_getStatusEx(fg, query, picture, 0, memory); }
+    long exposureStart(long picture) { return status(VBOARD_STATUS_EXPOSURE_START_NS, picture); }
     int acquire(long pictures) { return acquire(pictures, memory); }
     int acquire(long pictures, dma_mem* m) { return Fg_AcquireEx(fg, 0, pictures, ACQ_STANDARD, m); }
     int stop(int flag = STOP_ASYNC) { return Fg_stopAcquireEx(fg, 0, memory, flag); }

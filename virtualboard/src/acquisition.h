@@ -2,7 +2,6 @@
 // the camera simulator, the trigger and the image path while an acquisition runs.
 #pragma once
 
-#include <atomic>
 #include <condition_variable>
 #include <cstddef>
 #include <cstdint>

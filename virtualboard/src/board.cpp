@@ -126,8 +126,6 @@ void Board::configure(const Design& design) {
         parameters_.push_back(ParameterSlot{p, std::vector<uint64_t>(p.entries, 0)});
         names_[p.name] = -static_cast<int>(parameters_.size());
     }
-    const int found = lookup("Device1_Process1_Trigger_TriggerCam0_TriggerMode_SoftwareTrigger_Mode");
-    softwareTrigger_ = found < 0 ? -found - 1 : -1;
 }
 
 void Board::powerOn() {
@@ -274,7 +272,6 @@ int Board::writeUint(int position, uint64_t value, int type) {
     if (e.error == 0 && !fits(value, type, p->layout.bits)) e.error = FG_VALUE_OUT_OF_RANGE;
     if (e.error == 0) p->values[0] = value;
     // The clear command's value 2 is one pulse into the trigger.
-    if (e.error == 0 && position == softwareTrigger_ && value == 2) ++softwarePulses_;
     if (e.error == 0 && value == 2 && p->layout.name.ends_with("_Mode")) ++p->commands;
     const int error = e.error;
     record(std::move(e));
@@ -543,11 +540,6 @@ CameraSettings Board::cameraSettings() const {
     const uint64_t format = get("Device1_Process0_Camera_Format");
     c.bits = format < 3 ? kBits[format] : 12;
     c.ccSelect = static_cast<uint32_t>(get(t + "CameraControl_Select0_Select_Select"));
-    c.pulsesFlow = get(t + "PulseFormGenerators_Enable_Select") == 1 &&
-                   get(t + "Generators_ClearQueuePulse_Mode") == 0 &&
-                   get(t + "TriggerMode_SelectExternal_Select") == 0;
-    c.fromQueue = get(t + "Generators_EnableQueue_Select") == 1;
-    c.periodTicks = get(t + "Generators_Generator_MinimumPeriod_Number") + 9;
     return c;
 }
 

@@ -3,7 +3,6 @@
 // the SDK's own parameters, the journal of writes, failure injection and the DMA channel.
 #pragma once
 
-#include <atomic>
 #include <cstdint>
 #include <deque>
 #include <functional>
@@ -57,10 +56,7 @@ struct CameraSettings {
     uint32_t mask = 0;                              // enabled taps
     bool roll = false;
     int bits = 8;
-    uint32_t ccSelect = 5;     // camera-control line 0: 0..3 pulse form generator, 4 bypass, else constant
-    bool pulsesFlow = false;   // generator enabled, queue not held cleared, no external source
-    bool fromQueue = false;    // pulses are software triggers paced by the generator
-    uint64_t periodTicks = 9;  // generator period in 16 ns ticks
+    uint32_t ccSelect = 5;  // camera-control line 0: 0..3 pulse form generator, 4 bypass, else constant
 };
 
 class VBOARD_EXPORT Board {
@@ -141,8 +137,6 @@ class VBOARD_EXPORT Board {
     void setReadout(std::string_view name, uint64_t value);
     // The trigger block's settings and the commands written to it so far.
     TriggerSettings triggerSettings() const;
-    // Writes of 2 to the software trigger so far.
-    uint64_t softwarePulses() const { return softwarePulses_.load(); }
 
   private:
     struct RegisterSlot {
@@ -183,8 +177,6 @@ class VBOARD_EXPORT Board {
     std::vector<FailureRule> failures_;
     std::function<void(std::string_view)> writeHook_;
     std::unordered_map<int, uint64_t> sdk_;
-    int softwareTrigger_ = -1;  // position of the software trigger parameter
-    std::atomic<uint64_t> softwarePulses_{0};
     Bench bench_;
     std::shared_ptr<SceneRenderer> scene_;
     Simulation simulation_{*this};
