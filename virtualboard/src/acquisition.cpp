@@ -59,11 +59,13 @@ struct Acquisition::Camera {
     int64_t exposureStart = 0;
     int64_t exposureEnd = kNever;  // kNever while the pulse that exposes it lasts
     int64_t frameEnd = 0;
-    int64_t free = 0;         // when it can begin the next frame
-    uint64_t begun = 0;       // frames begun since the start
-    uint64_t frame = 0;       // number of the frame in progress
-    CameraSettings settings;  // of the frame in progress
-    Source source;
+    int64_t free = 0;    // when it can begin the next frame
+    uint64_t begun = 0;  // frames begun since the start
+    uint64_t frame = 0;  // number of the frame in progress
+    Source source;       // as the board's settings say now: how the next frame begins
+    CameraSettings current;
+    Source frameSource;  // of the frame in progress, which ends as it began
+    CameraSettings settings;
     RawFrame raw;
 };
 
@@ -324,9 +326,8 @@ void Acquisition::run() {
     cam.free = startNs_;
     for (;;) {
         const int64_t now = sim.update();
-        CameraSettings settings = board_.cameraSettings();
-        cam.source = sourceOf(settings, bench);
-        cam.settings = settings;
+        cam.current = board_.cameraSettings();
+        cam.source = sourceOf(cam.current, bench);
         for (const LineEdge& e : sim.takeEdges()) {
             if (!advance(cam, e.ns)) return;
             edge(cam, e);
@@ -349,6 +350,8 @@ void Acquisition::run() {
 void Acquisition::begin(Camera& cam, int64_t at) {
     cam.phase = Camera::Phase::Exposing;
     cam.exposureStart = at;
+    cam.frameSource = cam.source;
+    cam.settings = cam.current;
     cam.exposureEnd = cam.source.exposureFromPulse ? kNever : at + cam.source.exposureNs;
     cam.frame = cam.begun++;
     std::lock_guard lock(m_);
@@ -370,7 +373,7 @@ bool Acquisition::advance(Camera& cam, int64_t until) {
         if (finishing && cam.exposureEnd == kNever) cam.exposureEnd = std::max(cam.exposureStart, until);
         if (cam.phase == Camera::Phase::Exposing && cam.exposureEnd <= until) {
             cam.phase = Camera::Phase::Reading;
-            cam.frameEnd = std::min<int64_t>(cam.exposureEnd + cam.source.readoutNs, kLongestNs);
+            cam.frameEnd = std::min<int64_t>(cam.exposureEnd + cam.frameSource.readoutNs, kLongestNs);
         } else if (cam.phase == Camera::Phase::Reading && cam.frameEnd <= until) {
             cam.phase = Camera::Phase::Idle;
             cam.free = cam.frameEnd;
@@ -402,8 +405,8 @@ bool Acquisition::advance(Camera& cam, int64_t until) {
 // with the pulse's width as exposure ends it on the falling one.
 void Acquisition::edge(Camera& cam, const LineEdge& e) {
     const Source& src = cam.source;
-    if (src.freeRun || src.readoutNs == 0 || e.line != src.line) return;
     if (e.high) {
+        if (src.freeRun || src.readoutNs == 0 || e.line != src.line) return;
         bool finishing;
         {
             std::lock_guard lock(m_);
@@ -416,7 +419,8 @@ void Acquisition::edge(Camera& cam, const LineEdge& e) {
             std::lock_guard lock(m_);
             ++counters_.missedTriggers;
         }
-    } else if (cam.phase == Camera::Phase::Exposing && cam.exposureEnd == kNever) {
+    } else if (cam.phase == Camera::Phase::Exposing && cam.exposureEnd == kNever &&
+               e.line == cam.frameSource.line) {
         cam.exposureEnd = e.ns;
     }
 }
@@ -466,7 +470,7 @@ void Acquisition::complete(Camera& cam) {
     // Outside the lock: whoever ends the acquisition from outside waits for this thread first.
     if (target != nullptr) {
         const CameraSettings& c = cam.settings;
-        if (cam.source.simulator) {
+        if (cam.frameSource.simulator) {
             const uint64_t shift = c.roll ? cam.frame : 0;
             renderTestPattern(c.width * static_cast<uint32_t>(std::popcount(c.mask)), c.height, c.bits, shift,
                               cam.raw);
