@@ -22,9 +22,10 @@ Fg_Struct* Fg_InitHandle(const char* hapName, ZEdevice* board, fpga_design* desi
 /* ---- program-facing open call ----
  * appletName is a path (it contains a '/') or a bare name such as "Pellucid", which is loaded as
  * "lib<name>.so": from the folder named by the environment variable QORV_APPLET_DIR when it is
- * set, else from the SDK's own applet folder, else through the dynamic loader's search. Null on failure, with
- * the reason in Fg_getLastErrorNumber(NULL): FG_INVALID_PARAMETER (null name), FG_INVALID_BOARD,
- * FG_APPLET_NOT_LOADED (library or Std_entry missing) or the error Std_entry reported. */
+ * set, else from the SDK library's own folder or its sibling "lib" folder, else through the
+ * dynamic loader's search. Null on failure, with the reason in Fg_getLastErrorNumber(NULL):
+ * FG_INVALID_PARAMETER (null name), FG_INVALID_BOARD, FG_APPLET_NOT_LOADED (library or Std_entry
+ * missing) or the error Std_entry reported. */
 Fg_Struct* Fg_Init(const char* appletName, unsigned int boardIndex);
 
 /* ---- the functions of the handle table (routed to the applet on applet handles) ---- */

@@ -285,17 +285,28 @@ RegisterInfo* sdkParameterInfo(HandleState* s) {
     return s->info->getRegisterInfo(0);
 }
 
+// The folder this library was loaded from. Applets are looked up relative to it rather than
+// through a run path: a sanitizer runtime that intercepts dlopen makes itself the caller whose
+// run path counts, and an installed tree must keep working when it is moved.
+std::string ownFolder() {
+    Dl_info info{};
+    if (dladdr(reinterpret_cast<void*>(&ownFolder), &info) == 0 || info.dli_fname == nullptr) return {};
+    std::string path = info.dli_fname;
+    const std::size_t slash = path.rfind('/');
+    return slash == std::string::npos ? std::string(".") : path.substr(0, slash);
+}
+
 std::string appletPath(const char* name) {
     if (std::strchr(name, '/') != nullptr) return name;
     std::string file = std::string("lib") + name + ".so";
     const char* dir = std::getenv("QORV_APPLET_DIR");
     if (dir != nullptr && *dir != '\0') return std::string(dir) + "/" + file;
-#ifdef VBOARD_DEFAULT_APPLET_DIR
-    // The folder the applets were built into. A run path would not do: a sanitizer runtime that
-    // intercepts dlopen makes itself the caller whose run path counts.
-    const std::string built = std::string(VBOARD_DEFAULT_APPLET_DIR) + "/" + file;
-    if (access(built.c_str(), R_OK) == 0) return built;
-#endif
+    // Installed, the applet lies beside the SDK; in the build tree, in the sibling lib/.
+    const std::string own = ownFolder();
+    if (!own.empty()) {
+        for (const std::string& candidate : {own + "/" + file, own + "/../lib/" + file})
+            if (access(candidate.c_str(), R_OK) == 0) return candidate;
+    }
     return file;
 }
 
