@@ -1,0 +1,37 @@
+#!/usr/bin/env bash
+# install_test.sh BUILD SOURCE: install, move the tree, and build and run the examples against it.
+set -euo pipefail
+build=$1 source=$2
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+unset LD_LIBRARY_PATH QORV_APPLET_DIR PELLUCID_BENCH
+
+cmake --install "$build" --prefix "$work/first" > /dev/null
+mv "$work/first" "$work/moved"
+p=$work/moved
+
+# Nothing installed may point into the build folder or the first prefix.
+for f in "$p"/lib/*.so "$p"/bin/* $(find "$p/lib" -name '*.so' -path '*python*'); do
+  if readelf -d "$f" | grep -E 'R(UN)?PATH' | grep -qE "$build|$work/first"; then
+    echo "$f: run path into the build or the first prefix"; exit 1
+  fi
+done
+! grep -rlE "$build|$work/first" "$p/lib/pkgconfig" "$p/lib/cmake" || exit 1
+
+export PKG_CONFIG_PATH=$p/lib/pkgconfig
+cc -std=c11 -Wall -Wextra -Werror "$p/share/doc/pellucid/examples/grab.c" $(pkg-config --cflags --libs pellucid) \
+   -o "$work/grab_c"
+[ "$(realpath "$(ldd "$work/grab_c" | awk '/libfglib5/ {print $3}')")" = "$p/lib/libfglib5.so" ]
+"$work/grab_c" 3 | grep -q "^frame 3: mean R [1-9]"
+
+cmake -S "$p/share/doc/pellucid/examples" -B "$work/examples" -G Ninja -DCMAKE_PREFIX_PATH="$p" \
+      -DCMAKE_COMPILE_WARNING_AS_ERROR=ON > /dev/null
+cmake --build "$work/examples" > /dev/null
+"$work/examples/software_trigger" 2 > /dev/null
+
+"$p/bin/pellucid" get FG_WIDTH | grep -q '^FG_WIDTH='
+python=$(find "$p/lib" -maxdepth 3 -type d -name dist-packages | head -1)
+if [ -n "$python" ]; then
+  PYTHONPATH=$python /usr/bin/python3 "$p/share/doc/pellucid/examples/grab.py" 2 > /dev/null
+fi
+echo "install: moved prefix works"
