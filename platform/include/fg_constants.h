@@ -26,34 +26,34 @@ enum FgParamTypes {
 #define FG_ACCESS_READ_WRITE_CHANGE 7
 
 /* ---- error numbers (negative) ---- */
-#define FG_OK 0
-#define FG_ERROR (-1)
+#define FG_OK 0                           /* no error */
+#define FG_ERROR (-1)                     /* unspecified error */
 #define FG_NOT_AVAILABLE (-12)            /* SDK function or handle missing; set of a read-only parameter */
 #define FG_SOFTWARE_TRIGGER_PENDING (-60) /* previous software trigger still being processed */
-#define FG_DESIGN_LOAD_FAILED (-100)
-#define FG_NOT_ENOUGH_MEMORY (-500)  /* out of memory, or a buffer too small */
-#define FG_INVALID_HANDLE (-2001)    /* null handle or no applet object */
-#define FG_INVALID_BOARD (-2002)     /* no board of that index */
-#define FG_APPLET_NOT_LOADED (-2010) /* applet library or its entry point missing */
-#define FG_APPLET_EXCEPTION (-2011)  /* the applet raised an exception (SDK's message on stderr) */
-#define FG_SDK_NOT_LOADED (-2031)    /* SDK library or its init function missing */
-#define FG_INVALID_PARAMETER (-2070) /* invalid argument, null pointer, unknown id, not allowed now */
-#define FG_VALUE_HAS_NO_CODE (-2075) /* value without design code, or unknown port */
-#define FG_FILE_NOT_FOUND (-2076)
-#define FG_PULSEFORM_DOWNSCALE_CONFLICT (-2078)
-#define FG_TRIGGER_PERIOD_CONFLICT (-2079)
-#define FG_TIMEOUT_ERR (-2120) /* a blocking wait ran out of time */
-#define FG_SHADING_NOT_SUPPORTED (-2130)
-#define FG_SOFTWARE_TRIGGER_WRONG_MODE (-2140)
-#define FG_SOFTWARE_TRIGGER_NOT_ACTIVE (-2141)
-#define FG_ACQUISITION_RUNNING (-2200) /* the DMA channel is already acquiring */
-#define FG_ACQUISITION_NOT_RUNNING (-2201)
-#define FG_INVALID_MEMORY (-2210) /* no buffer set, or one that belongs elsewhere */
-#define FG_CONFIG_LOAD_FAILED (-5000)
-#define FG_FILE_ACCESS_FAILED (-5001) /* file cannot be read or written */
-#define FG_VALUE_OUT_OF_RANGE (-6000) /* out of range or not in the enumeration */
-#define FG_NOT_ALIGNED (-7080)        /* not a multiple of 16 pixels */
-#define FG_CONFIG_KEY_NOT_FOUND (-8000)
+#define FG_DESIGN_LOAD_FAILED (-100)      /* the hardware design could not be loaded */
+#define FG_NOT_ENOUGH_MEMORY (-500)       /* out of memory, or a buffer too small */
+#define FG_INVALID_HANDLE (-2001)         /* null handle or no applet object */
+#define FG_INVALID_BOARD (-2002)          /* no board of that index */
+#define FG_APPLET_NOT_LOADED (-2010)      /* applet library or its entry point missing */
+#define FG_APPLET_EXCEPTION (-2011)       /* the applet raised an exception (SDK's message on stderr) */
+#define FG_SDK_NOT_LOADED (-2031)         /* SDK library or its init function missing */
+#define FG_INVALID_PARAMETER (-2070)      /* invalid argument, null pointer, unknown id, not allowed now */
+#define FG_VALUE_HAS_NO_CODE (-2075)      /* value without design code, or unknown port */
+#define FG_FILE_NOT_FOUND (-2076)         /* file not found */
+#define FG_PULSEFORM_DOWNSCALE_CONFLICT (-2078) /* pulse form downscale conflicts with its delay or width */
+#define FG_TRIGGER_PERIOD_CONFLICT (-2079)      /* trigger period conflicts with the pulse form generators */
+#define FG_TIMEOUT_ERR (-2120)                  /* a blocking wait ran out of time */
+#define FG_SHADING_NOT_SUPPORTED (-2130)        /* this design has no shading */
+#define FG_SOFTWARE_TRIGGER_WRONG_MODE (-2140)  /* software trigger outside software trigger mode */
+#define FG_SOFTWARE_TRIGGER_NOT_ACTIVE (-2141)  /* software trigger while the trigger is not active */
+#define FG_ACQUISITION_RUNNING (-2200)          /* the DMA channel is already acquiring */
+#define FG_ACQUISITION_NOT_RUNNING (-2201)      /* stop without a running acquisition */
+#define FG_INVALID_MEMORY (-2210)               /* no buffer set, or one that belongs elsewhere */
+#define FG_CONFIG_LOAD_FAILED (-5000)           /* a configuration file could not be loaded */
+#define FG_FILE_ACCESS_FAILED (-5001)           /* file cannot be read or written */
+#define FG_VALUE_OUT_OF_RANGE (-6000)           /* out of range or not in the enumeration */
+#define FG_NOT_ALIGNED (-7080)                  /* not a multiple of 16 pixels */
+#define FG_CONFIG_KEY_NOT_FOUND (-8000)         /* a key the configuration file lacks */
 
 /* ---- reserved id ranges ---- */
 #define FG_DIRECT_REGISTER_ID_BASE 1000000 /* id - base: design register number */
