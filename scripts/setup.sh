@@ -5,7 +5,7 @@ set -euo pipefail
 
 packages=(cmake ninja-build g++ clang libclang-rt-14-dev pkg-config locales libgtest-dev libgmock-dev
           libbenchmark-dev libaravis-dev libusb-1.0-0-dev libcli11-dev libpng-dev libopencv-imgproc-dev
-          libxxhash-dev nlohmann-json3-dev)
+          libxxhash-dev nlohmann-json3-dev python3-dev python3-numpy python3-pytest pybind11-dev)
 sudo=""
 [ "$(id -u)" -eq 0 ] || sudo="sudo"
 
