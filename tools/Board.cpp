@@ -100,9 +100,12 @@ std::string openFailureText() {
 
 Board::Board(unsigned index) : index_(index) {
     fg_ = Fg_Init("Pellucid", index);
-    if (fg_ == nullptr)
-        throw ToolError("cannot open board " + std::to_string(index) +
-                        " with the Pellucid applet: " + openFailureText());
+    if (fg_ == nullptr) {
+        const int rc = Fg_getLastErrorNumber(nullptr);
+        throw ToolError(
+            "cannot open board " + std::to_string(index) + " with the Pellucid applet: " + openFailureText(),
+            rc);
+    }
 }
 
 Board::~Board() {
@@ -115,10 +118,11 @@ const RegisterInfo* Board::tree() const {
 
 const RegisterInfo& Board::describe(const std::string& name) const {
     const int id = Fg_getParameterIdByName(fg_, name.c_str());
-    if (id < 0) throw ToolError("unknown parameter " + quoted(name) + ": " + errorText(id));
+    if (id < 0) throw ToolError("unknown parameter " + quoted(name) + ": " + errorText(id), id, name);
     const RegisterInfo* r = findParameter(tree(), id);
     if (r == nullptr)
-        throw ToolError("parameter " + quoted(name) + " (id " + std::to_string(id) + ") has no description");
+        throw ToolError("parameter " + quoted(name) + " (id " + std::to_string(id) + ") has no description",
+                        FG_INVALID_PARAMETER, name);
     return *r;
 }
 
@@ -177,17 +181,20 @@ std::string Board::valueText(const RegisterInfo& r) const {
             break;
         }
         default:
-            throw ToolError(std::string(nameOf(r)) + " is a " + typeText(r) +
-                            " parameter: not readable as one value");
+            throw ToolError(
+                std::string(nameOf(r)) + " is a " + typeText(r) + " parameter: not readable as one value", 0,
+                nameOf(r));
     }
-    if (rc != 0) throw ToolError(std::string("cannot read ") + nameOf(r) + ": " + errorText(rc));
+    if (rc != 0)
+        throw ToolError(std::string("cannot read ") + nameOf(r) + ": " + errorText(rc), rc, nameOf(r));
     return text;
 }
 
 void Board::setFromText(const RegisterInfo& r, const std::string& text) {
     const std::string name = nameOf(r);
     auto notA = [&](const char* what) {
-        return ToolError(name + ": " + quoted(text) + " is not " + what + "; " + allowedText(r));
+        return ToolError(name + ": " + quoted(text) + " is not " + what + "; " + allowedText(r),
+                         FG_VALUE_OUT_OF_RANGE, name);
     };
     // Parses the text as the parameter's number type and writes it.
     auto setNumber = [&](auto value, int type, const char* what) {
@@ -199,7 +206,8 @@ void Board::setFromText(const RegisterInfo& r, const std::string& text) {
         case REG_FORMAT_ENUM: {
             uint32_t v = 0;
             if (!enumValue(r, text, v))
-                throw ToolError(name + " has no entry " + quoted(text) + "; " + allowedText(r));
+                throw ToolError(name + " has no entry " + quoted(text) + "; " + allowedText(r),
+                                FG_VALUE_OUT_OF_RANGE, name);
             rc = Fg_setParameterWithType(fg_, r.id, &v, 0, FG_PARAM_TYPE_UINT32_T);
             break;
         }
@@ -220,19 +228,19 @@ void Board::setFromText(const RegisterInfo& r, const std::string& text) {
             break;
         case REG_FORMAT_STRING: {
             if (text.size() >= kStringCapacity)
-                throw ToolError(name + ": the text is longer than 1023 bytes");
+                throw ToolError(name + ": the text is longer than 1023 bytes", FG_VALUE_OUT_OF_RANGE, name);
             rc = Fg_setParameterWithType(fg_, r.id, text.c_str(), 0, FG_PARAM_TYPE_CHAR_PTR);
             break;
         }
         default:
-            throw ToolError(name + " is a " + typeText(r) + " parameter: not settable as one value");
+            throw ToolError(name + " is a " + typeText(r) + " parameter: not settable as one value", 0, name);
     }
     if (rc != 0) {
         std::string message = "cannot set " + name + " to " + text + ": " + errorText(rc);
         if (rc == FG_VALUE_OUT_OF_RANGE) message += "; " + allowedText(r);
         if (rc == FG_NOT_AVAILABLE && r.accessFlags == FG_ACCESS_READ)
             message += "; " + name + " is read-only";
-        throw ToolError(message);
+        throw ToolError(message, rc, name);
     }
 }
 
@@ -244,21 +252,22 @@ void Board::assign(const std::string& assignment) {
 
 void Board::loadConfig(const std::string& path) {
     const int rc = Fg_loadConfig(fg_, path.c_str());
-    if (rc != 0) throw ToolError("cannot load configuration " + quoted(path) + ": " + errorText(rc));
+    if (rc != 0) throw ToolError("cannot load configuration " + quoted(path) + ": " + errorText(rc), rc);
 }
 
 void Board::saveConfig(const std::string& path) {
     const int rc = Fg_saveConfig(fg_, path.c_str());
-    if (rc != 0) throw ToolError("cannot save configuration " + quoted(path) + ": " + errorText(rc));
+    if (rc != 0) throw ToolError("cannot save configuration " + quoted(path) + ": " + errorText(rc), rc);
 }
 
 std::string Board::xml() const {
     size_t size = 0;
     int rc = Fg_getParameterInfoXML(fg_, 0, nullptr, &size);
-    if (rc != 0 || size == 0) throw ToolError("cannot get the size of the GenApi document: " + errorText(rc));
+    if (rc != 0 || size == 0)
+        throw ToolError("cannot get the size of the GenApi document: " + errorText(rc), rc);
     std::vector<char> buffer(size + 1, '\0');
     rc = Fg_getParameterInfoXML(fg_, 0, buffer.data(), &size);
-    if (rc != 0) throw ToolError("cannot get the GenApi document: " + errorText(rc));
+    if (rc != 0) throw ToolError("cannot get the GenApi document: " + errorText(rc), rc);
     return std::string(buffer.data(), strnlen(buffer.data(), buffer.size()));
 }
 

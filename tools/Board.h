@@ -6,13 +6,19 @@
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "fg_types.h"
 
 namespace pellucid {
 
 struct ToolError : std::runtime_error {
-    using std::runtime_error::runtime_error;
+    // `code`: the SDK's error number behind the failure, 0 where none applies; `parameter`: the
+    // parameter it concerns, if any. Bindings raise their own kinds of error from the two.
+    explicit ToolError(const std::string& what, int code = 0, std::string parameter = {})
+        : std::runtime_error(what), code(code), parameter(std::move(parameter)) {}
+    int code;
+    std::string parameter;
 };
 
 // "<description> (<number>)" for an SDK error number.

@@ -19,60 +19,59 @@ constexpr uint32_t kFormatCol48 = 6;
 uint32_t readUint(Board& board, int id, const char* name) {
     uint32_t v = 0;
     const int rc = Fg_getParameterWithType(board.handle(), id, &v, 0, FG_PARAM_TYPE_UINT32_T);
-    if (rc != 0) throw ToolError(std::string("cannot read ") + name + ": " + errorText(rc));
+    if (rc != 0) throw ToolError(std::string("cannot read ") + name + ": " + errorText(rc), rc, name);
     return v;
 }
 
-// Owns the buffers and the acquisition on them, so that every way out stops and frees.
-class Acquisition {
-  public:
-    Acquisition(Fg_Struct* fg, size_t bufferSize, long count) : fg_(fg) {
-        memory_ = Fg_AllocMemEx(fg, bufferSize, count);
-        if (memory_ == nullptr)
-            throw ToolError("cannot allocate " + std::to_string(count) + " buffers of " +
-                            std::to_string(bufferSize) + " bytes: " + errorText(Fg_getLastErrorNumber(fg)));
-    }
-    ~Acquisition() {
-        if (running_) Fg_stopAcquireEx(fg_, 0, memory_, STOP_ASYNC);
-        Fg_FreeMemEx(fg_, memory_);
-    }
-    Acquisition(const Acquisition&) = delete;
-    Acquisition& operator=(const Acquisition&) = delete;
-
-    dma_mem* memory() const { return memory_; }
-
-    void start(long pictures) {
-        const int rc = Fg_AcquireEx(fg_, 0, pictures, ACQ_STANDARD, memory_);
-        if (rc != 0) throw ToolError("cannot start the acquisition: " + errorText(rc));
-        running_ = true;
-    }
-    void stop() {
-        running_ = false;
-        const int rc = Fg_stopAcquireEx(fg_, 0, memory_, STOP_ASYNC);
-        // A finite acquisition ends by itself after its last picture.
-        if (rc != 0 && rc != FG_ACQUISITION_NOT_RUNNING)
-            throw ToolError("cannot stop the acquisition: " + errorText(rc));
-    }
-
-  private:
-    Fg_Struct* fg_;
-    dma_mem* memory_ = nullptr;
-    bool running_ = false;
-};
-
 }  // namespace
+
+FrameFormat frameFormat(Board& board) {
+    FrameFormat f;
+    f.width = readUint(board, FG_WIDTH, "FG_WIDTH");
+    f.height = readUint(board, FG_HEIGHT, "FG_HEIGHT");
+    const uint32_t format = readUint(board, FG_FORMAT, "FG_FORMAT");
+    if (format != kFormatCol24 && format != kFormatCol48)
+        throw ToolError("FG_FORMAT " + std::to_string(format) + " is neither FG_COL24 (2) nor FG_COL48 (6)",
+                        0, "FG_FORMAT");
+    f.bytesPerChannel = format == kFormatCol48 ? 2 : 1;
+    if (f.bytes() == 0) throw ToolError("the picture is empty (FG_WIDTH or FG_HEIGHT is 0)");
+    return f;
+}
+
+Acquisition::Acquisition(Fg_Struct* fg, size_t bufferSize, long count) : fg_(fg) {
+    memory_ = Fg_AllocMemEx(fg, bufferSize, count);
+    if (memory_ == nullptr) {
+        const int rc = Fg_getLastErrorNumber(fg);
+        throw ToolError("cannot allocate " + std::to_string(count) + " buffers of " +
+                            std::to_string(bufferSize) + " bytes: " + errorText(rc),
+                        rc);
+    }
+}
+
+Acquisition::~Acquisition() {
+    if (running_) Fg_stopAcquireEx(fg_, 0, memory_, STOP_ASYNC);
+    Fg_FreeMemEx(fg_, memory_);
+}
+
+void Acquisition::start(long pictures) {
+    const int rc = Fg_AcquireEx(fg_, 0, pictures, ACQ_STANDARD, memory_);
+    if (rc != 0) throw ToolError("cannot start the acquisition: " + errorText(rc), rc);
+    running_ = true;
+}
+
+void Acquisition::stop() {
+    running_ = false;
+    const int rc = Fg_stopAcquireEx(fg_, 0, memory_, STOP_ASYNC);
+    // A finite acquisition ends by itself after its last picture.
+    if (rc != 0 && rc != FG_ACQUISITION_NOT_RUNNING)
+        throw ToolError("cannot stop the acquisition: " + errorText(rc), rc);
+}
 
 GrabResult grab(Board& board, const GrabOptions& options, const GrabProgress& progress) {
     if (options.frames < 1) throw ToolError("the number of frames must be at least 1");
     if (options.timeoutSeconds < 0) throw ToolError("the timeout must not be negative");
-    const uint32_t width = readUint(board, FG_WIDTH, "FG_WIDTH");
-    const uint32_t height = readUint(board, FG_HEIGHT, "FG_HEIGHT");
-    const uint32_t format = readUint(board, FG_FORMAT, "FG_FORMAT");
-    if (format != kFormatCol24 && format != kFormatCol48)
-        throw ToolError("FG_FORMAT " + std::to_string(format) + " is not a format this tool writes (2 or 6)");
-    const int bitDepth = format == kFormatCol48 ? 16 : 8;
-    const size_t frameBytes = static_cast<size_t>(width) * height * 3 * (bitDepth / 8);
-    if (frameBytes == 0) throw ToolError("the picture is empty (FG_WIDTH or FG_HEIGHT is 0)");
+    const FrameFormat format = frameFormat(board);
+    const int bitDepth = 8 * format.bytesPerChannel;
 
     std::error_code ec;
     std::filesystem::create_directories(options.outDir, ec);
@@ -81,7 +80,7 @@ GrabResult grab(Board& board, const GrabOptions& options, const GrabProgress& pr
     // Enough buffers that writing a file does not fall behind the ring at once, without
     // holding more memory than the pictures need.
     const long buffers = options.buffers > 0 ? options.buffers : std::clamp(options.frames, 4L, 16L);
-    Acquisition acquisition(board.handle(), frameBytes, buffers);
+    Acquisition acquisition(board.handle(), format.bytes(), buffers);
     GrabResult result;
     const auto started = std::chrono::steady_clock::now();
     acquisition.start(options.frames);
@@ -120,7 +119,7 @@ GrabResult grab(Board& board, const GrabOptions& options, const GrabProgress& pr
         char name[32];
         std::snprintf(name, sizeof name, "frame_%04ld.png", result.written + 1);
         const std::string path = (std::filesystem::path(options.outDir) / name).string();
-        const std::string why = writeRgbPng(path, width, height, bitDepth, pixels);
+        const std::string why = writeRgbPng(path, format.width, format.height, bitDepth, pixels);
         if (!why.empty()) throw ToolError("cannot write \"" + path + "\": " + why);
         ++result.written;
         ++next;

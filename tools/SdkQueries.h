@@ -14,4 +14,13 @@ inline constexpr int kStatusLostPictures = VBOARD_STATUS_FRAMES_LOST;
 inline constexpr int kStatusLostPictures = -1;
 #endif
 
+// Of one picture while it is in the buffers: the camera's frame number, the start of its exposure (ns).
+#ifdef VBOARD_STATUS_CAMERA_FRAME
+inline constexpr int kStatusCameraFrame = VBOARD_STATUS_CAMERA_FRAME;
+inline constexpr int kStatusExposureStartNs = VBOARD_STATUS_EXPOSURE_START_NS;
+#else
+inline constexpr int kStatusCameraFrame = -1;
+inline constexpr int kStatusExposureStartNs = -1;
+#endif
+
 }  // namespace pellucid::sdk

@@ -30,8 +30,6 @@ cmake --build "$work/examples" > /dev/null
 "$work/examples/software_trigger" 2 > /dev/null
 
 "$p/bin/pellucid" get FG_WIDTH | grep -q '^FG_WIDTH='
-python=$(find "$p/lib" -maxdepth 3 -type d -name dist-packages | head -1)
-if [ -n "$python" ]; then
-  PYTHONPATH=$python /usr/bin/python3 "$p/share/doc/pellucid/examples/grab.py" 2 > /dev/null
-fi
+PYTHONPATH=$(echo "$p"/lib/python3*/dist-packages) /usr/bin/python3 "$p/share/doc/pellucid/examples/grab.py" \
+  --frames 2 > /dev/null
 echo "install: moved prefix works"
