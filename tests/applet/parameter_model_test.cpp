@@ -235,7 +235,9 @@ TEST_F(ParameterModel, DirectAccessFamiliesAppearOnlyWhenSwitchedOn) {
             vboard::control::clearJournal();
             EXPECT_EQ(setUInt(draId, 480), 0);
             EXPECT_EQ(vboard::control::writes(), Strings{"AAGenHeight=480"});
-            EXPECT_EQ(getUInt(draId), 480u);
+            uint64_t wide = ~0ull;  // a 32-bit register fills only the caller's 32 bits
+            EXPECT_EQ(A().Fg_getParameterWithType(&fg, draId, &wide, 0, FG_PARAM_TYPE_UINT32_T), 0);
+            EXPECT_EQ(wide, 0xFFFFFFFF000001E0ull);
             EXPECT_EQ(setUInt(A().Fg_getParameterIdByName(&fg, "DRA_AAGenEnable"), 2), FG_VALUE_OUT_OF_RANGE);
         } else {
             EXPECT_EQ(draId, FG_INVALID_PARAMETER);

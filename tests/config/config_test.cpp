@@ -91,6 +91,8 @@ TEST_P(RoundTrip, ASavedFileLoadsBackFromAnotherState) {
     ASSERT_EQ(load(folder / "state.mcf"), 0) << lastError();
     EXPECT_EQ(lastError(), 0);
     EXPECT_EQ(save("again.mcf"), saved) << "every cached value is back";
+    EXPECT_EQ(vboard::control::value("Device1_Process0_Buffer_0_DRAM_A_0_XLength"), getUInt(FG_WIDTH))
+        << "and applied";
 }
 
 INSTANTIATE_TEST_SUITE_P(States, RoundTrip,

@@ -40,7 +40,8 @@ TEST_F(GenApiDescription, SizeProtocol) {
     EXPECT_EQ(lastError(), FG_NOT_ENOUGH_MEMORY);
 
     size_t zero = 0;
-    EXPECT_EQ(A().Fg_getParameterInfoXML(&fg, 0, buffer.data(), &zero), FG_NOT_ENOUGH_MEMORY);
+    EXPECT_EQ(A().Fg_getParameterInfoXML(&fg, 1, buffer.data(), &zero), FG_NOT_ENOUGH_MEMORY)
+        << "before the port";
 
     size_t roomy = buffer.size();
     ASSERT_EQ(A().Fg_getParameterInfoXML(&fg, 0, buffer.data(), &roomy), 0);

@@ -237,7 +237,8 @@ TEST_F(LutFile, WritersGiveTheDocumentedTextOrRefuse) {
     parser.writeIntDouble(3, 0.5);
     EXPECT_EQ(text(), "# h\n3,0.500000000000;\n");
     parser.writeDoubleKey("gain", 1.0 / 3), parser.writeLutFileValue("n", "'x'", "=");
-    parser.writeLutFileValue("n", "x", nullptr), parser.closeFile();
+    parser.writeLutFileValue("n", "x", nullptr), parser.writeLutFileValue(nullptr, "x", "="),
+        parser.closeFile();
     const std::string written = "# h\n3,0.500000000000;\ngain=0.333333333333;\nn='x';\n";
     EXPECT_EQ(saved(0), "0:" + written);
     // Refused before the file is touched.
@@ -308,6 +309,14 @@ TEST_F(LutFile, ReaderFollowsItsRules) {
     ASSERT_EQ(parser.getLutFromFile(write("nrOfElements=16777216;\n[gray]\n0,1;\n"), &read[0], "[gray]"), 0);
     ASSERT_EQ(read[0].nrOfElements, 16777216u);
     EXPECT_TRUE(read[0].lut[0] == 1u && read[0].lut[16777215] == 0u);
+
+    // Without stdin a file opens as descriptor 0; a key's text is cut to the caller's size.
+    const int in = dup(0);
+    close(0);
+    char value[8] = "-------";
+    const bool opened = parser.setOpenFile(write("gain=12345;\n"), true);
+    parser.parseKeyFromLine("gain", "=;", value, 5), parser.closeFile(), dup2(in, 0), close(in);
+    EXPECT_TRUE(opened && std::strcmp(value, "1234") == 0) << value;
 }
 
 // `run` in a child process without root's right to write any file and with files limited to

@@ -185,7 +185,9 @@ TEST_F(Trigger, SoftwareTriggerRefusalsAndBursts) {
          step(FG_AREATRIGGERMODE, Software)});
 
     // With the queue, bursts up to its capacity, 160 ns or more between pulses; a failed pulse ends one.
-    run({step(FG_TRIGGERQUEUE_MODE, 1), step(kSend, 2041, kOut, "")});
+    run({step(FG_TRIGGERQUEUE_MODE, 0), step(FG_TRIGGERQUEUE_MODE, 1), step(kSend, 2041, kOut, "")});
+    EXPECT_EQ(value(kPeriod), 7812490u) << "the frequency limits the queue's output again";
+    EXPECT_EQ(description(kSend)->u.uiReg.to, 2040u);
     ASSERT_EQ(setUInt(kSend, 2040), 0);
     const std::vector<vc::JournalEntry> pulses = vc::journal();
     ASSERT_EQ(pulses.size(), 2040u);
@@ -278,9 +280,9 @@ TEST_F(Trigger, EveryOutputChoiceBecomesASelectAndAnInvertBit) {
 
 TEST_F(Trigger, LegacyOnAppliesTheCachedParametersAndOwnsTheTriggerSystem) {
     // Flash on line 1 and a period of 100000 us.
-    run({step(FG_EXPOSURE, 2000), step(FG_STROBEPULSEDELAY, 32.0), step(FG_CCSEL1, 2), step(FG_FLASHON, 1),
-         step(FG_DIGIO_OUTPUT, 2), step(FG_TRIGGERSTATE, Active), step(kFps, 10.0),
-         step(FG_TRIGGER_LEGACY_MODE, 1)});
+    run({step(FG_EXPOSURE, 2000), step(FG_STROBEPULSEDELAY, 10240.0, kOut), step(FG_STROBEPULSEDELAY, 32.0),
+         step(FG_CCSEL1, 2), step(FG_FLASHON, 1), step(FG_DIGIO_OUTPUT, 2), step(FG_TRIGGERSTATE, Active),
+         step(kFps, 10.0), step(FG_TRIGGER_LEGACY_MODE, 1)});
     EXPECT_EQ(value("PulseFormGenerators_PulseFormGenerator0_Width_Width"), 125000u);
     EXPECT_EQ(value("PulseFormGenerators_PulseFormGenerator2_Delay_Delay"), 2000u);
     // Exsync off: line 0 at its idle level. Free Run, the cached trigger mode, stops the trigger.
