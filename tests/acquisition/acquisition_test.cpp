@@ -118,11 +118,10 @@ TEST(Pipeline, TestPatternLayout) {
     EXPECT_EQ((std::vector<size_t>{f.pixels.size(), size_t(f.bits), f.pixels[2], f.pixels[8], f.pixels[10],
                                    f.pixels[11], f.pixels[19]}),
               (std::vector<size_t>{32, 10, 2 * 8, 1 * 8, 1 * 8, (3 + 1) * 4, 2 * 8}));
-    vboard::renderTestPattern(8, 4, 8, 160, f);
-    EXPECT_EQ(f.pixels[0], (160u * 8) & 255);  // moved, wrapped at the bit depth
+    vboard::renderTestPattern(8, 4, 8, 161, f);
+    EXPECT_EQ(f.pixels[0], (161u * 8) & 255);  // moved, wrapped at the bit depth
 }
 
-using Clock = std::chrono::steady_clock;
 using std::chrono::milliseconds;
 
 // Values of the applet's enumerations.
@@ -173,9 +172,9 @@ TEST_F(Acquisition, PicturesAreTheProcessedCameraFrames) {
     }
 }
 
-// On held board time: frames follow queued software triggers one period (10 ms) apart, each at
-// the end of pulse form generator 0's 4 ms pulse, which the default inverted line makes a rising
-// edge; free-running, the simulator takes the time its registers make.
+// On board time held where it was seen, frames follow queued software triggers 10 ms apart, each at
+// the end of pulse form generator 0's 4 ms pulse (a rising edge on the inverted line); free-running, the
+// simulator takes the time its registers make (1 in 64 design clocks active).
 TEST_F(Acquisition, TriggerAndRegistersPaceTheCamera) {
     frameTime(1);
     setAll({{FG_GEN_ENABLE, 1},
@@ -184,8 +183,10 @@ TEST_F(Acquisition, TriggerAndRegistersPaceTheCamera) {
             {FG_TRIGGERQUEUE_MODE, 1}});
     ASSERT_EQ(setDouble(FG_TRIGGER_FRAMESPERSECOND, 100.0), 0);
     allocate(kImage, 8);
+    const long seen = vboard::control::simulatedNs();
     vboard::control::holdTime(true);
     const long t0 = vboard::control::simulatedNs() / 16 * 16, kMs = 1'000'000;
+    EXPECT_GE(t0 + 16, seen);
     ASSERT_EQ(acquire(GRAB_INFINITE), 0);
     ASSERT_EQ(set(FG_SENDSOFTWARETRIGGER, 5), 0);
     vboard::control::advanceTime(60 * kMs);
@@ -195,12 +196,32 @@ TEST_F(Acquisition, TriggerAndRegistersPaceTheCamera) {
 
     frameTime(10);
     freeRun();
+    vboard::control::setValue("AAGenActive", 1), vboard::control::setValue("AAGenPassive", 63);
     const long start = vboard::control::simulatedNs();
     ASSERT_EQ(acquire(3), 0);
     vboard::control::advanceTime(35 * kMs);
     EXPECT_EQ(waitFor(3), 3);
-    const long frameNs = vboard::control::value("AAGenLineWidth") * kCameraHeight * 1020;
+    const long frameNs = vboard::control::value("AAGenLineWidth") * kCameraHeight * 1024;
     for (long n = 1; n <= 3; ++n) EXPECT_EQ(exposureStart(n), start + (n - 1) * frameNs) << n;
+}
+
+// A 12-bit camera exposing 150 ms, its scene's reference: an asynchronous stop abandons the frame in
+// progress, a synchronous one lets it expose in full. The background, 205, keeps its lowest 8 bits.
+TEST_F(Acquisition, StopsHonourTheirFlagAndTheFormatKeepsTheCamerasLowestBits) {
+    vboard::Bench bench;
+    bench.camera.bits = 12, bench.camera.exposureNs = bench.scene.referenceExposureNs = 150'000'000;
+    vboard::control::setBench(bench);
+    allocate(kImage, 2);
+    for (int flag : {STOP_ASYNC, STOP_SYNC}) {
+        ASSERT_EQ(acquire(GRAB_INFINITE), 0);
+        ASSERT_TRUE(eventually([&] { return status(VBOARD_STATUS_START_OF_FRAME_EVENTS) == 1; }));
+        ASSERT_EQ(stop(flag), 0);
+        EXPECT_EQ(
+            (std::vector{status(VBOARD_STATUS_END_OF_FRAME_EVENTS), status(VBOARD_STATUS_FRAMES_DELIVERED)}),
+            std::vector<long>(2, flag == STOP_SYNC));
+    }
+    const auto* picture = static_cast<const uint8_t*>(Fg_getImagePtrEx(fg, 1, 0, memory));
+    EXPECT_EQ(std::vector<uint8_t>(picture, picture + kImage), std::vector<uint8_t>(kImage, 205));
 }
 
 // No camera, no frames; then a frame finds no buffer: too small a one loses it, a full set overflows.
@@ -208,9 +229,7 @@ TEST_F(Acquisition, NoFramesLostFramesAndOverflow) {
     vboard::test::emptyCameraPort();  // and the simulator stays off
     allocate(kImage - 1, 2);
     ASSERT_EQ(acquire(GRAB_INFINITE), 0);
-    const auto start = Clock::now();
     EXPECT_EQ(waitFor(1, 1), FG_TIMEOUT_ERR);
-    EXPECT_GE(Clock::now() - start, milliseconds(900));
     EXPECT_EQ(status(VBOARD_STATUS_START_OF_FRAME_EVENTS), 0);
     ASSERT_EQ(stop(), 0);
 
@@ -241,8 +260,8 @@ TEST_F(Acquisition, NoFramesLostFramesAndOverflow) {
     EXPECT_EQ(design("Overflow_OverflowOccurred"), 0u);
 }
 
-// Every ended frame is delivered or lost once; a synchronous stop lets the frame in progress end.
-TEST_F(Acquisition, StopsAccountForEveryFrameAndHonourTheirFlag) {
+// Every ended frame is delivered or lost once.
+TEST_F(Acquisition, StopsAccountForEveryFrame) {
     freeRun();
     allocate(kImage, 4);
     for (int i = 0; i < 200; ++i) {
@@ -253,17 +272,6 @@ TEST_F(Acquisition, StopsAccountForEveryFrameAndHonourTheirFlag) {
         ASSERT_EQ(status(VBOARD_STATUS_END_OF_FRAME_EVENTS),
                   status(VBOARD_STATUS_FRAMES_DELIVERED) + status(VBOARD_STATUS_FRAMES_LOST))
             << i;
-    }
-    frameTime(150);
-    for (int flag : {STOP_SYNC, STOP_ASYNC}) {
-        ASSERT_EQ(acquire(GRAB_INFINITE), 0);
-        ASSERT_TRUE(eventually([&] { return status(VBOARD_STATUS_START_OF_FRAME_EVENTS) == 1; }));
-        ASSERT_EQ(stop(flag), 0);
-        const int ended = flag == STOP_SYNC ? 1 : 0;
-        EXPECT_EQ(
-            (std::tuple{status(VBOARD_STATUS_END_OF_FRAME_EVENTS), status(VBOARD_STATUS_FRAMES_DELIVERED)}),
-            std::tuple(ended, ended))
-            << flag;
     }
     EXPECT_EQ(stop(7), FG_INVALID_PARAMETER);
 

@@ -276,6 +276,18 @@ TEST_F(Trigger, EveryOutputChoiceBecomesASelectAndAnInvertBit) {
     EXPECT_EQ(getUInt(FG_TRIGGERCC_SELECT2), 5u);
 }
 
+// On held board time a software trigger's pulse on output 3 (pulse form generator 0, 4 ms) lasts
+// that long from the moment it is sent; a new bench starts a new block, which does not send it again.
+TEST_F(Trigger, OutputPulsesFollowBoardTime) {
+    vc::holdTime(true);
+    run({step(FG_AREATRIGGERMODE, Software), step(FG_TRIGGERSTATE, Active), step(FG_TRIGGEROUT_SELECT3, 0),
+         step(kSend, 1)});
+    const auto after = [](int64_t ns) { return vc::advanceTime(ns), vc::triggerOutputLevels() & 8; };
+    EXPECT_EQ((std::tuple{after(0), after(3'990'000), after(20'000)}), std::tuple(8u, 8u, 0u));
+    vc::loadBench(PELLUCID_BENCH_EXAMPLES "/chart-noise.json");
+    EXPECT_EQ(after(0), 0u);
+}
+
 // ---- legacy mode ----
 
 TEST_F(Trigger, LegacyOnAppliesTheCachedParametersAndOwnsTheTriggerSystem) {

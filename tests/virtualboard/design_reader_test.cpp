@@ -93,7 +93,7 @@ TEST(DesignFile, MalformedDesignsAreRefusedNamingTheLine) {
     const std::tuple<std::string, std::string, std::string> cases[] = {
         {"", "QORV-DESIGN 2\n", "line 1: unsupported format version '2'"},
         {"", "\n# only a comment\nHAP 1\n", "line 3: not a design file (expected 'QORV-DESIGN 1')"},
-        {"", "# nothing\n", "line 1: not a design file (no 'QORV-DESIGN 1' line)"},
+        {"", "#", "line 1: not a design file (no 'QORV-DESIGN 1' line)"},
         {"", "", "line 1: empty design"},
         {"", crlf + kSmall.substr(data), ""},
         {"uid abc\n", "uid abc\n #" + std::string(1022, 'x') + "\n", ""},
@@ -115,7 +115,7 @@ TEST(DesignFile, MalformedDesignsAreRefusedNamingTheLine) {
         {"typecode 7", "typecode 7 8", "line 5: expected 'typecode NUMBER'"},
         {"P uint 3 rw", "P uint", "line 10: expected 'param NAME uint BITS ACCESS'"},
         {"uid abc", "uid abc\nname Again", "line 7: duplicate 'name'"},
-        {"uid abc\n", "", "line 15: missing 'uid'"},
+        {"name Small\n", "", "line 15: missing 'name'"},
         {"event E0", "evnt E0", "line 13: unknown keyword 'evnt'"},
         {"end\n", "", "line 15: design ends without 'end' (truncated?)"},
         {"end\n", "end\nregister Z 1 rw\n", "line 17: text after 'end'"},
@@ -124,7 +124,8 @@ TEST(DesignFile, MalformedDesignsAreRefusedNamingTheLine) {
         {"bitstream 3 9b7d3864775a96f7\n\0\n\xff\n"s, "",
          "line 15: missing 'bitstream' (the design carries no configuration data)"},
         {"bitstream 3", "bitstream 1073741825", "line 15: configuration data length must be 0..1073741824"},
-        {"96f7", "96f", "line 15: checksum must be 16 hex digits, not '9b7d3864775a96f'"},
+        {"96f7", "96f70123456789abcdef01",
+         "line 15: checksum must be 16 hex digits, not '9b7d3864775a96f70123456789abcdef'"},
         {"\xff\n", "\xff", "line 15: no line end after the configuration data"},
         {"end\n", "end extra\n", "line 16: expected 'end'"}};
     for (const auto& [from, to, message] : cases) {

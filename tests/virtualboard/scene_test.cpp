@@ -62,6 +62,25 @@ TEST(Scene, ChartPatchesComeThroughTheImagePathAsPublished) {
     }
 }
 
+// At 1024 x 1024: a dark spoke 100 pixels right of the star's centre, the ramp's last line and the
+// background below it; the counter's digits, 3 x 5 cells of 14 pixels from (542, 624), as drawn here.
+TEST(Scene, StarRampAndCounterDigitsLieWhereTheLayoutPutsThem) {
+    const char* const glyphs[5] = {
+        "### .#. ### ### #.# ### ### ### ### ###", "#.# ##. ..# ..# #.# #.. #.. ..# #.# #.#",
+        "#.# .#. ### ### ### ### ### ..# ### ###", "#.# .#. #.. ..# ..# ..# #.# ..# #.# ..#",
+        "### ### ### ### ..# ### ### ..# ### ###"};
+    for (uint64_t frame : {12345678u, 90u}) {
+        const RawFrame f = render(bench(1024, 1024, BayerPhase::RG, true), frame);
+        const auto at = [&](uint32_t x, uint32_t y) { return int(f.pixels[y * 1024 + x]); };
+        EXPECT_EQ((std::vector{at(929, 221), at(512, 889), at(512, 890)}), (std::vector{123, 2052, 205}));
+        const std::string digits = std::to_string(frame + 100000000);  // 1 and the 8 digits shown
+        for (int i = 0; i < 8 * 15; ++i)  // digit i / 15, row i % 15 / 3, column i % 3
+            EXPECT_EQ(at(549 + (i / 15 * 4 + i % 3) * 14, 631 + i % 15 / 3 * 14) > 2000,
+                      glyphs[i % 15 / 3][(digits[i / 15 + 1] - '0') * 4 + i % 3] == '#')
+                << frame << " cell " << i;
+    }
+}
+
 // The moving parts scale with the rest; they are drawn anew on every frame and gone with the next.
 TEST(Scene, ExposureScalesLinearlyAndSaturatesAndMovingPartsChangeEachFrame) {
     const Bench b = bench(320, 240, BayerPhase::RG, true);

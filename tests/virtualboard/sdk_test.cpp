@@ -192,22 +192,26 @@ TEST(Handles, InitErrors) {
     HapUnloadHapFile(design);
 }
 
-// A design parameter as wide as the value itself still refuses negatives of the signed types.
-TEST(Handles, FullWidthParametersRefuseNegatives) {
+// A design parameter as wide as the value itself still refuses negatives of the signed types; the
+// same names in another layout are configured anew. A read-only field refuses an entry.
+TEST(Handles, ParametersRefuseWhatTheirLayoutCannotTake) {
     control::reset();
-    const std::string text =
-        "QORV-DESIGN 1\nname W\nversion 1\ntypecode 1\nuid w\nparam W uint 64 rw\n"
-        "bitstream 0 2d06800538d394c2\n\nend\n";
-    fpga_design* design = HapLoadDesignFromBuffer(text.data(), text.size(), 1);
-    Fg_Struct* fg = Fg_InitHandleSlaveAware("W", QorvBoardOpen(1), design, 0);
-    ASSERT_NE(fg, nullptr);
-    const int64_t minus = -1;  // as an unsigned 64-bit value, the largest, which fits
-    const auto set = [&](int type) {
-        return Fg_setParameterWithType(fg, Fg_getParameterIdByName(fg, "W"), &minus, 0, type);
-    };
-    EXPECT_EQ((Results{set(kI32), set(kI64), set(kU64)}), (Results{kRange, kRange, 0}));
-    EXPECT_EQ(Fg_FreeGrabber(fg), 0);
-    HapUnloadHapFile(design);
+    for (const std::string width : {"64", "63"}) {
+        const std::string text = "QORV-DESIGN 1\nname W\nversion 1\ntypecode 1\nuid w\nparam W uint " +
+                                 width + " rw\nparam F field 2 8 ro\nbitstream 0 2d06800538d394c2\n\nend\n";
+        fpga_design* design = HapLoadDesignFromBuffer(text.data(), text.size(), 1);
+        Fg_Struct* fg = Fg_InitHandleSlaveAware("W", QorvBoardOpen(1), design, 0);
+        ASSERT_NE(fg, nullptr);
+        const int64_t minus = -1;  // as an unsigned 64-bit value, the largest, which fits 64 bits
+        const auto set = [&](const char* name, const auto& value, int type) {
+            return Fg_setParameterWithType(fg, Fg_getParameterIdByName(fg, name), &value, 0, type);
+        };
+        EXPECT_EQ((Results{set("W", minus, kI32), set("W", minus, kI64), set("W", minus, kU64),
+                           set("F", FieldParameterInt{1, 0}, kEntry)}),
+                  (Results{kRange, kRange, width == "64" ? 0 : kRange, kNA}));
+        EXPECT_EQ(Fg_FreeGrabber(fg), 0);
+        HapUnloadHapFile(design);
+    }
 }
 
 // A handle opened with an applet (a stand-in that echoes what reaches it) routes every call to it.
@@ -242,8 +246,9 @@ class Acquisition : public PlainHandle {
 TEST_F(Acquisition, Arguments) {
     EXPECT_EQ((Results{Fg_AllocMemEx(fg, 0, 4) == nullptr, Fg_getLastErrorNumber(fg),
                        Fg_AllocMemEx(fg, 64, 0) == nullptr, Fg_AllocMemEx(fg, SIZE_MAX / 2, 4) == nullptr,
-                       Fg_getLastErrorNumber(fg)}),
-              (Results{1, kInvalid, 1, 1, FG_NOT_ENOUGH_MEMORY}));
+                       Fg_getLastErrorNumber(fg), Fg_AllocShading(fg, 1, 1) == nullptr,
+                       Fg_getLastErrorNumber(fg), Fg_AllocShading(nullptr, 1, 1) == nullptr}),
+              (Results{1, kInvalid, 1, 1, FG_NOT_ENOUGH_MEMORY, 1, kNA, 1}));
     auto* base = static_cast<char*>(Fg_getImagePtrEx(fg, 1, 0, memory));
     EXPECT_EQ((std::vector{Fg_getImagePtrEx(fg, 2, 0, memory), Fg_getImagePtrEx(fg, 5, 0, memory),
                            Fg_getImagePtrEx(fg, 0, 0, memory), Fg_getImagePtrEx(fg, 1, 1, memory),
@@ -294,8 +299,9 @@ TEST_F(Acquisition, PictureNumbersBlockingWaitAndFreeing) {
     ASSERT_EQ(Fg_Acquire(fg, 0, GRAB_INFINITE), 0);
     ASSERT_EQ(Fg_FreeGrabber(fg), 0);
     fg = Fg_InitHandle("Pellucid.hap", QorvBoardOpen(0), design);
-    EXPECT_EQ((Results{Fg_Acquire(fg, 0, 1), Fg_stopAcquire(fg, 0), Fg_FreeMemEx(fg, memory)}),
-              (Results{0, 0, FG_INVALID_MEMORY}));  // the memory went with its handle
+    EXPECT_EQ((Results{Fg_Acquire(fg, 0, 1), (control::deliverFrames(2), Fg_stopAcquire(fg, 0)),
+                       Fg_FreeMemEx(fg, memory)}),
+              (Results{0, FG_ACQUISITION_NOT_RUNNING, FG_INVALID_MEMORY}));  // ended by its one picture
 }
 
 }  // namespace

@@ -83,10 +83,10 @@ TEST(TriggerChain, DownscalePhaseMultiplyDelayAndWidthShapeTheLine) {
          },
          {1000, 1400, 1800},
          {1030, 1430, 1830}},
-        {"generator downscale 2 phase 2 and an inverted line",
+        {"generator downscale 2 phase 2 from its clear, and an inverted line",
          [](TriggerSettings& s) {
              s.inputDownscale = 4, s.pulseForm[0].downscale = 2, s.pulseForm[0].selected = 2,
-             s.cameraControl[0].invert = true;
+             s.cameraControl[0].invert = true, s.commands.pulseFormDownscale[0] = 1;
          },
          {0, 500},
          {400}},
