@@ -1,15 +1,21 @@
 #include "Board.h"
 
 #include <dlfcn.h>
+#include <unistd.h>
 
+#include <cerrno>
 #include <charconv>
 #include <cinttypes>
+#include <cstdint>
 #include <cstdio>
 #include <cstring>
+#include <filesystem>
 #include <limits>
 #include <vector>
 
+#include "ConfigCheck.h"
 #include "ParameterTree.h"
+#include "Text.h"
 #include "fglib5.h"
 
 namespace pellucid {
@@ -99,11 +105,16 @@ std::string openFailureText() {
 }
 
 Board::Board(unsigned index) : index_(index) {
-    fg_ = Fg_Init("Pellucid", index);
+    reopen();
+}
+
+void Board::reopen() {
+    if (fg_ != nullptr) Fg_FreeGrabber(fg_);
+    fg_ = Fg_Init("Pellucid", index_);
     if (fg_ == nullptr) {
         const int rc = Fg_getLastErrorNumber(nullptr);
         throw ToolError(
-            "cannot open board " + std::to_string(index) + " with the Pellucid applet: " + openFailureText(),
+            "cannot open board " + std::to_string(index_) + " with the Pellucid applet: " + openFailureText(),
             rc);
     }
 }
@@ -117,8 +128,26 @@ const RegisterInfo* Board::tree() const {
 }
 
 const RegisterInfo& Board::describe(const std::string& name) const {
-    const int id = Fg_getParameterIdByName(fg_, name.c_str());
-    if (id < 0) throw ToolError("unknown parameter " + quoted(name) + ": " + errorText(id), id, name);
+    int id = Fg_getParameterIdByName(fg_, name.c_str());
+    if (id < 0) {
+        const int unknown = id;
+        // A number names the parameter by its id; otherwise any case, with or without "FG_".
+        long number = 0;
+        const bool numeric = parseNumber(name, number) && number >= 0 && number <= INT32_MAX;
+        std::vector<std::string> names;
+        forEachParameter(tree(), [&](const RegisterInfo& r) {
+            if (r.parameterName == nullptr) return;
+            const std::string_view n = r.parameterName;
+            if ((numeric && r.id == number) || equalsIgnoreCase(n, name) ||
+                (n.size() > 3 && equalsIgnoreCase(n.substr(3), name)))
+                id = r.id;
+            names.emplace_back(n);
+        });
+        if (id < 0)
+            throw UsageError(
+                "unknown parameter " + quoted(name) + ": " + errorText(unknown) + didYouMean(name, names),
+                unknown, name);
+    }
     const RegisterInfo* r = findParameter(tree(), id);
     if (r == nullptr)
         throw ToolError("parameter " + quoted(name) + " (id " + std::to_string(id) + ") has no description",
@@ -142,8 +171,7 @@ std::string Board::valueText(const RegisterInfo& r) const {
                     const char* def = e.enumDefName != nullptr ? e.enumDefName[i] : nullptr;
                     const char* display = e.enumNames != nullptr ? e.enumNames[i] : nullptr;
                     std::snprintf(text, sizeof text, "%" PRIu32 " (%s%s%s)", v, def != nullptr ? def : "",
-                                  def != nullptr && display != nullptr ? ", " : "",
-                                  display != nullptr ? display : "");
+                                  def != nullptr && display != nullptr ? ", " : "", utf8(display).c_str());
                     break;
                 }
             }
@@ -193,8 +221,8 @@ std::string Board::valueText(const RegisterInfo& r) const {
 void Board::setFromText(const RegisterInfo& r, const std::string& text) {
     const std::string name = nameOf(r);
     auto notA = [&](const char* what) {
-        return ToolError(name + ": " + quoted(text) + " is not " + what + "; " + allowedText(r),
-                         FG_VALUE_OUT_OF_RANGE, name);
+        return UsageError(name + ": " + quoted(text) + " is not " + what + "; " + allowedText(r),
+                          FG_VALUE_OUT_OF_RANGE, name);
     };
     // Parses the text as the parameter's number type and writes it.
     auto setNumber = [&](auto value, int type, const char* what) {
@@ -206,8 +234,8 @@ void Board::setFromText(const RegisterInfo& r, const std::string& text) {
         case REG_FORMAT_ENUM: {
             uint32_t v = 0;
             if (!enumValue(r, text, v))
-                throw ToolError(name + " has no entry " + quoted(text) + "; " + allowedText(r),
-                                FG_VALUE_OUT_OF_RANGE, name);
+                throw UsageError(name + " has no entry " + quoted(text) + "; " + allowedText(r),
+                                 FG_VALUE_OUT_OF_RANGE, name);
             rc = Fg_setParameterWithType(fg_, r.id, &v, 0, FG_PARAM_TYPE_UINT32_T);
             break;
         }
@@ -238,26 +266,55 @@ void Board::setFromText(const RegisterInfo& r, const std::string& text) {
     if (rc != 0) {
         std::string message = "cannot set " + name + " to " + text + ": " + errorText(rc);
         if (rc == FG_VALUE_OUT_OF_RANGE) message += "; " + allowedText(r);
-        if (rc == FG_NOT_AVAILABLE && r.accessFlags == FG_ACCESS_READ)
-            message += "; " + name + " is read-only";
+        // Some parameters are read-only only while others hold certain values.
+        const RegisterInfo* now = findParameter(tree(), r.id);
+        if (now != nullptr && now->accessFlags == FG_ACCESS_READ)
+            message += "; " + name + " is read-only now";
         throw ToolError(message, rc, name);
     }
 }
 
 void Board::assign(const std::string& assignment) {
     const size_t eq = assignment.find('=');
-    if (eq == std::string::npos || eq == 0) throw ToolError(quoted(assignment) + " is not NAME=VALUE");
+    if (eq == std::string::npos || eq == 0) throw UsageError(quoted(assignment) + " is not NAME=VALUE");
     setFromText(describe(assignment.substr(0, eq)), assignment.substr(eq + 1));
 }
 
 void Board::loadConfig(const std::string& path) {
+    // The applet may have applied part of a file it refuses: keep what was there to go back to.
+    std::string snapshot = (std::filesystem::temp_directory_path() / "pellucid-XXXXXX.mcf").string();
+    const int fd = mkstemps(snapshot.data(), 4);
+    if (fd < 0)
+        throw ToolError("cannot create a temporary file in " + snapshot + ": " + std::strerror(errno));
+    close(fd);
+    struct Remove {
+        const std::string& path;
+        ~Remove() { std::remove(path.c_str()); }
+    } removeSnapshot{snapshot};
+    saveConfig(snapshot);
+
     const int rc = Fg_loadConfig(fg_, path.c_str());
-    if (rc != 0) throw ToolError("cannot load configuration " + quoted(path) + ": " + errorText(rc), rc);
+    if (rc == 0) return;
+    std::string message = "cannot load configuration " + quoted(path) + ": " + errorText(rc);
+    // The file's keys are tried from where the board was, not from what the refused load left.
+    auto restore = [&] {
+        if (Fg_loadConfig(fg_, snapshot.c_str()) == 0) return true;
+        reopen();
+        return false;
+    };
+    const bool restored = restore();
+    const std::string why = whyConfigFails(*this, path, snapshot);
+    if (!why.empty()) message += "; " + why;
+    if (!restore() || !restored) message += "; the board is back at the applet's defaults";
+    throw ToolError(message, rc);
 }
 
 void Board::saveConfig(const std::string& path) {
     const int rc = Fg_saveConfig(fg_, path.c_str());
-    if (rc != 0) throw ToolError("cannot save configuration " + quoted(path) + ": " + errorText(rc), rc);
+    if (rc == 0) return;
+    std::string message = "cannot save configuration " + quoted(path) + ": " + errorText(rc);
+    if (path.find(".mcf") == std::string::npos) message += "; the name must contain \".mcf\"";
+    throw ToolError(message, rc);
 }
 
 std::string Board::xml() const {

@@ -21,6 +21,12 @@ struct ToolError : std::runtime_error {
     std::string parameter;
 };
 
+// A command line the tool cannot understand: an unknown parameter or entry, a value that is not
+// of the parameter's type, a malformed assignment. The tool exits with 2 for these.
+struct UsageError : ToolError {
+    using ToolError::ToolError;
+};
+
 // "<description> (<number>)" for an SDK error number.
 std::string errorText(int rc);
 
@@ -36,7 +42,8 @@ class Board {
 
     // Description records of port 0; null when the applet describes none.
     const RegisterInfo* tree() const;
-    // The description record of a parameter; throws for an unknown name.
+    // The description record of a parameter named in any case, with or without "FG_", or by its
+    // numeric id. An unknown name is a UsageError that suggests near misses.
     const RegisterInfo& describe(const std::string& name) const;
 
     // Current value as text; enumerations add their entry: `2 (FG_COL24, Color 24bit)`.
@@ -46,6 +53,10 @@ class Board {
     // `NAME=VALUE`: looks the name up, then setFromText.
     void assign(const std::string& assignment);
 
+    // Closes and opens the board again: the applet's defaults.
+    void reopen();
+
+    // A file that does not load changes nothing, and the error names its first failing key.
     void loadConfig(const std::string& path);
     void saveConfig(const std::string& path);
     std::string xml() const;

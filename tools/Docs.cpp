@@ -4,36 +4,10 @@
 #include <string_view>
 
 #include "ParameterTree.h"
+#include "Text.h"
 
 namespace pellucid {
 namespace {
-
-void appendUtf8(std::string& out, unsigned long cp) {
-    if (cp < 0x80) {
-        out += static_cast<char>(cp);
-    } else if (cp < 0x800) {
-        out += static_cast<char>(0xC0 | (cp >> 6));
-        out += static_cast<char>(0x80 | (cp & 0x3F));
-    } else if (cp < 0x10000) {
-        out += static_cast<char>(0xE0 | (cp >> 12));
-        out += static_cast<char>(0x80 | ((cp >> 6) & 0x3F));
-        out += static_cast<char>(0x80 | (cp & 0x3F));
-    } else if (cp < 0x110000) {
-        out += static_cast<char>(0xF0 | (cp >> 18));
-        out += static_cast<char>(0x80 | ((cp >> 12) & 0x3F));
-        out += static_cast<char>(0x80 | ((cp >> 6) & 0x3F));
-        out += static_cast<char>(0x80 | (cp & 0x3F));
-    }
-}
-
-// The description records' texts are Latin-1 (the micro sign of "µs"); the reference is UTF-8.
-std::string utf8(const char* latin1) {
-    std::string out;
-    if (latin1 == nullptr) return out;
-    for (const unsigned char* p = reinterpret_cast<const unsigned char*>(latin1); *p != 0; ++p)
-        appendUtf8(out, *p);
-    return out;
-}
 
 std::string decodeEntities(std::string_view s) {
     static constexpr std::pair<std::string_view, char> kNamed[] = {

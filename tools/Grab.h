@@ -1,6 +1,7 @@
 // Acquires pictures from a board into PNG files.
 #pragma once
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -10,18 +11,27 @@
 
 namespace pellucid {
 
+// Receives each warning once per grab, without the "pellucid: warning: " prefix.
+using GrabWarning = std::function<void(const std::string&)>;
+
 struct GrabOptions {
     long frames = 1;
     std::string outDir;
     int timeoutSeconds = 5;
-    long buffers = 0;  // 0: as many as fit the picture count, 4..16
+    long buffers = 0;            // 0: as many as fit the picture count, 4..16 (16 when continuous)
+    bool continuous = false;     // until `stop`, instead of `frames`
+    bool overwrite = false;      // replace an earlier grab's files in outDir
+    double softwareTrigger = 0;  // pulses/s in software-trigger mode; 0: the trigger as set
+    const std::atomic<int>* stop = nullptr;  // non-zero (a signal number): end after the picture in hand
+    GrabWarning warn;                        // default: standard error
 };
 
 struct GrabResult {
     long written = 0;
-    long skipped = 0;  // overwritten before they were written: a later picture number came back
+    long skipped = 0;  // overwritten in the ring before they were written
     long lost = 0;     // frames the SDK found no buffer for, where it counts them
     double seconds = 0;
+    int signal = 0;  // the stop request that ended the grab, 0 if none did
     long dropped() const { return skipped + lost; }
     double framesPerSecond() const { return seconds > 0 ? static_cast<double>(written) / seconds : 0; }
 };
@@ -60,12 +70,15 @@ class Acquisition {
     bool running_ = false;
 };
 
-// Called after each picture with the number handled so far (written or skipped) and the total.
+// Called after each picture with the number handled so far (written or skipped) and the total,
+// 0 for a continuous grab.
 using GrabProgress = std::function<void(long done, long total)>;
 
-// Grabs `frames` pictures on DMA 0 with the board's current settings and writes each to
-// `outDir/frame_NNNN.png`. Throws ToolError on every failure, with the acquisition stopped
-// and the buffers freed.
+// Grabs pictures on DMA 0 with the board's current settings into `outDir/frame_NNNNNN.png`, named
+// by picture number, and lists them in `outDir/frames.csv`. Throws UsageError for an output
+// folder that holds files (without `overwrite`) or a trigger rate the board cannot run at, before
+// acquiring; ToolError on every other failure, with the acquisition stopped, the buffers freed
+// and no partial file left.
 GrabResult grab(Board& board, const GrabOptions& options, const GrabProgress& progress);
 
 }  // namespace pellucid

@@ -2,6 +2,7 @@
 
 #include <string>
 
+#include "Text.h"
 #include "fg_constants.h"
 
 namespace pellucid {
@@ -14,7 +15,7 @@ constexpr int kMaxTopLevelGroups = 4096;
 void printRecord(std::FILE* out, const RegisterInfo& r, int depth, const ValueReader& value) {
     const std::string indent(2 * static_cast<size_t>(depth), ' ');
     if (r.format == REG_FORMAT_GROUP) {
-        std::fprintf(out, "%s[%s]\n", indent.c_str(), r.name != nullptr ? r.name : "");
+        std::fprintf(out, "%s[%s]\n", indent.c_str(), utf8(r.name).c_str());
         if (depth >= kMaxDepth) return;
         for (int i = 0; i < r.u.gReg.nrOfElements; ++i) {
             if (r.u.gReg.elements[i] != nullptr) printRecord(out, *r.u.gReg.elements[i], depth + 1, value);
@@ -24,9 +25,8 @@ void printRecord(std::FILE* out, const RegisterInfo& r, int depth, const ValueRe
     const std::string current = value ? value(r) : std::string();
     std::fprintf(out, "%s%s (%d) = %s: %s %s, %s%s%s\n", indent.c_str(),
                  r.parameterName != nullptr ? r.parameterName : "?", r.id,
-                 current.empty() ? "-" : current.c_str(), typeText(r), rangeText(r).c_str(),
-                 accessText(r.accessFlags), r.unit != nullptr && *r.unit ? ", " : "",
-                 r.unit != nullptr ? r.unit : "");
+                 current.empty() ? "-" : current.c_str(), typeText(r), utf8(rangeText(r).c_str()).c_str(),
+                 accessText(r.accessFlags), r.unit != nullptr && *r.unit ? ", " : "", utf8(r.unit).c_str());
 }
 
 void visitGroup(const RegisterInfo& g, const std::string& path, int depth,
@@ -37,6 +37,15 @@ void visitGroup(const RegisterInfo& g, const std::string& path, int depth,
         const RegisterInfo* child = g.u.gReg.elements[i];
         if (child != nullptr && child->format == REG_FORMAT_GROUP)
             visitGroup(*child, path + " / " + (child->name != nullptr ? child->name : ""), depth + 1, visit);
+    }
+}
+
+void visitParameters(const RegisterInfo& r, int depth,
+                     const std::function<void(const RegisterInfo&)>& visit) {
+    if (r.format != REG_FORMAT_GROUP) return visit(r);
+    if (depth >= kMaxDepth) return;
+    for (int i = 0; i < r.u.gReg.nrOfElements; ++i) {
+        if (r.u.gReg.elements[i] != nullptr) visitParameters(*r.u.gReg.elements[i], depth + 1, visit);
     }
 }
 
@@ -171,6 +180,12 @@ const RegisterInfo* findParameter(const RegisterInfo* head, int id) {
         if (const RegisterInfo* found = findIn(*g, id, 0)) return found;
     }
     return nullptr;
+}
+
+void forEachParameter(const RegisterInfo* head, const std::function<void(const RegisterInfo&)>& visit) {
+    int n = 0;
+    for (const RegisterInfo* g = head; g != nullptr && n < kMaxTopLevelGroups; g = g->next, ++n)
+        visitParameters(*g, 0, visit);
 }
 
 }  // namespace pellucid

@@ -20,6 +20,9 @@ void printParameterTree(std::FILE* out, const RegisterInfo* head, const ValueRea
 void forEachGroup(const RegisterInfo* head,
                   const std::function<void(const RegisterInfo& group, const std::string& path)>& visit);
 
+// Calls `visit` for every parameter (no groups), in tree order.
+void forEachParameter(const RegisterInfo* head, const std::function<void(const RegisterInfo&)>& visit);
+
 // The parameter record with this id, or null.
 const RegisterInfo* findParameter(const RegisterInfo* head, int id);
 

@@ -14,7 +14,7 @@ constexpr size_t kWhyCapacity = 256;
 
 // libpng reports errors by longjmp: keep every object with a destructor out of this function.
 bool writeRows(std::FILE* file, uint32_t width, uint32_t height, int bitDepth, const unsigned char* pixels,
-               char* why, size_t whyLen) {
+               SampleBits bits, char* why, size_t whyLen) {
     png_structp png = png_create_write_struct(PNG_LIBPNG_VER_STRING, why, nullptr, nullptr);
     if (png == nullptr) {
         std::snprintf(why, whyLen, "out of memory");
@@ -45,8 +45,14 @@ bool writeRows(std::FILE* file, uint32_t width, uint32_t height, int bitDepth, c
     png_set_filter(png, 0, PNG_FILTER_SUB);
     png_set_IHDR(png, info, width, height, bitDepth, PNG_COLOR_TYPE_RGB, PNG_INTERLACE_NONE,
                  PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
+    const bool partial = bitDepth == 16 && bits.significant < 16;
+    png_color_8 sig{};
+    sig.red = sig.green = sig.blue = static_cast<png_byte>(bits.significant);
+    if (partial) png_set_sBIT(png, info, &sig);
     png_write_info(png, info);
     if (bitDepth == 16) png_set_swap(png);  // the buffer holds little-endian samples, PNG wants big
+    // Readers take a sample as a fraction of 65535: low-aligned values would come out dark.
+    if (partial && bits.lowAligned) png_set_shift(png, &sig);
     const size_t rowBytes = static_cast<size_t>(width) * 3 * (bitDepth / 8);
     for (uint32_t y = 0; y < height; ++y) png_write_row(png, pixels + y * rowBytes);
     png_write_end(png, nullptr);
@@ -57,13 +63,14 @@ bool writeRows(std::FILE* file, uint32_t width, uint32_t height, int bitDepth, c
 }  // namespace
 
 std::string writeRgbPng(const std::string& path, uint32_t width, uint32_t height, int bitDepth,
-                        const unsigned char* pixels) {
+                        const unsigned char* pixels, SampleBits bits) {
     if (pixels == nullptr || width == 0 || height == 0 || (bitDepth != 8 && bitDepth != 16))
         return "no image to write";
+    if (bits.significant < 1 || bits.significant > 16) return "significant bits must be 1..16";
     std::FILE* file = std::fopen(path.c_str(), "wb");
     if (file == nullptr) return std::strerror(errno);
     char why[kWhyCapacity] = "";
-    const bool written = writeRows(file, width, height, bitDepth, pixels, why, sizeof why);
+    const bool written = writeRows(file, width, height, bitDepth, pixels, bits, why, sizeof why);
     const bool closed = std::fclose(file) == 0;
     if (!written) return why[0] != '\0' ? why : "cannot encode the image";
     if (!closed) return std::strerror(errno);

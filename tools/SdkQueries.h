@@ -14,6 +14,13 @@ inline constexpr int kStatusLostPictures = VBOARD_STATUS_FRAMES_LOST;
 inline constexpr int kStatusLostPictures = -1;
 #endif
 
+// Trigger pulses the busy camera could not take, since the start.
+#ifdef VBOARD_STATUS_MISSED_TRIGGERS
+inline constexpr int kStatusMissedTriggers = VBOARD_STATUS_MISSED_TRIGGERS;
+#else
+inline constexpr int kStatusMissedTriggers = -1;
+#endif
+
 // Of one picture while it is in the buffers: the camera's frame number, the start of its exposure (ns).
 #ifdef VBOARD_STATUS_CAMERA_FRAME
 inline constexpr int kStatusCameraFrame = VBOARD_STATUS_CAMERA_FRAME;

@@ -14,6 +14,7 @@ struct PngImage {
     bool ok = false;
     uint32_t width = 0, height = 0;
     int bitDepth = 0, colorType = -1;
+    int significantBits = 0;          // of red, from the sBIT chunk; 0 without one
     std::vector<unsigned char> rows;  // all rows, as stored in the file
 };
 
@@ -29,6 +30,8 @@ inline bool readPngInto(std::FILE* file, PngImage* image) {
     png_read_info(png, info);
     png_uint_32 w = 0, h = 0;
     png_get_IHDR(png, info, &w, &h, &image->bitDepth, &image->colorType, nullptr, nullptr, nullptr);
+    png_color_8p sig = nullptr;
+    if (png_get_sBIT(png, info, &sig) != 0) image->significantBits = sig->red;
     image->width = w;
     image->height = h;
     const size_t rowBytes = png_get_rowbytes(png, info);
@@ -52,7 +55,7 @@ inline PngImage readPng(const std::string& path) {
 inline void expectFrame(const std::string& dir, long n, uint32_t width, uint32_t height, int depth,
                         bool lit = false) {
     char name[32];
-    std::snprintf(name, sizeof name, "/frame_%04ld.png", n);
+    std::snprintf(name, sizeof name, "/frame_%06ld.png", n);
     const PngImage image = readPng(dir + name);
     ASSERT_TRUE(image.ok) << name;
     EXPECT_EQ(std::vector<long>({image.width, image.height, image.bitDepth, image.colorType}),

@@ -29,7 +29,7 @@ cmake -S "$p/share/doc/pellucid/examples" -B "$work/examples" -G Ninja -DCMAKE_P
 cmake --build "$work/examples" > /dev/null
 "$work/examples/software_trigger" 2 > /dev/null
 
-"$p/bin/pellucid" get FG_WIDTH | grep -q '^FG_WIDTH='
+XDG_STATE_HOME="$work/state" "$p/bin/pellucid" get FG_WIDTH | grep -q '^FG_WIDTH='
 PYTHONPATH=$(echo "$p"/lib/python3*/dist-packages) /usr/bin/python3 "$p/share/doc/pellucid/examples/grab.py" \
   --frames 2 > /dev/null
 echo "install: moved prefix works"
