@@ -198,7 +198,7 @@ void endAcquisition(Session& s) {
     s.discont = true;
 }
 
-void setProperty(GObject* object, guint id, const GValue* value, GParamSpec* spec) {
+void setProperty(GObject* object, guint id, const GValue* value, GParamSpec* pspec) {
     GstPellucidSrc* src = self(object);
     std::lock_guard guard(*src->mutex);
     Settings& s = *src->settings;
@@ -222,11 +222,11 @@ void setProperty(GObject* object, guint id, const GValue* value, GParamSpec* spe
             s.buffers = g_value_get_uint(value);
             break;
         default:
-            G_OBJECT_WARN_INVALID_PROPERTY_ID(object, id, spec);
+            G_OBJECT_WARN_INVALID_PROPERTY_ID(object, id, pspec);
     }
 }
 
-void getProperty(GObject* object, guint id, GValue* value, GParamSpec* spec) {
+void getProperty(GObject* object, guint id, GValue* value, GParamSpec* pspec) {
     GstPellucidSrc* src = self(object);
     std::lock_guard guard(*src->mutex);
     const Settings& s = *src->settings;
@@ -250,7 +250,7 @@ void getProperty(GObject* object, guint id, GValue* value, GParamSpec* spec) {
             g_value_set_uint(value, s.buffers);
             break;
         default:
-            G_OBJECT_WARN_INVALID_PROPERTY_ID(object, id, spec);
+            G_OBJECT_WARN_INVALID_PROPERTY_ID(object, id, pspec);
     }
 }
 
