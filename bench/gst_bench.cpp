@@ -14,6 +14,7 @@
 
 #include "Board.h"
 #include "Grab.h"
+#include "bench_board.h"
 #include "fglib5.h"
 
 namespace {
@@ -76,17 +77,7 @@ double grabThroughPipeline() {
 }
 
 void BM_PipelineAgainstTool(benchmark::State& state) {
-    double tool = 0, pipeline = 0;
-    bool toolFirst = true;
-    for (auto _ : state) {
-        // Turn about, so that neither side always runs right after the other's close.
-        if (toolFirst) tool += grabToMemory();
-        const double seconds = grabThroughPipeline();
-        if (!toolFirst) tool += grabToMemory();
-        toolFirst = !toolFirst;
-        pipeline += seconds;
-        state.SetIterationTime(seconds);
-    }
+    const auto [pipeline, tool] = inTurns(state, grabThroughPipeline, grabToMemory);
     const double frames = double(kFrames) * double(state.iterations());
     state.counters["tool_fps"] = frames / tool;
     state.counters["gst_fps"] = frames / pipeline;
