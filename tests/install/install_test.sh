@@ -34,7 +34,8 @@ PYTHONPATH=$(echo "$p"/lib/python3*/dist-packages) /usr/bin/python3 "$p/share/do
   --frames 2 > /dev/null
 # The GStreamer element from the installed plugin, with nothing of the build tree in reach.
 export GST_PLUGIN_PATH=$p/lib/gstreamer-1.0 GST_REGISTRY=$work/registry.bin
-gst-inspect-1.0 pellucidsrc | grep -q "Filename  *$p/lib/gstreamer-1.0/libgstpellucid.so"
+inspect=$(gst-inspect-1.0 pellucidsrc)
+grep -q "Filename  *$p/lib/gstreamer-1.0/libgstpellucid.so" <<< "$inspect"
 XDG_STATE_HOME="$work/state" gst-launch-1.0 pellucidsrc config="$p/share/doc/pellucid/examples/simulator.mcf" \
   num-buffers=3 ! videoconvert ! pngenc ! multifilesink location="$work/f%d.png" > /dev/null
 [ -s "$work/f2.png" ]
