@@ -36,11 +36,15 @@ case $case_name in
     for f in f*.png; do
       gst-launch-1.0 filesrc location="$f" ! pngdec ! fakesink > /dev/null 2>&1 || fail "$f does not decode"
     done ;;
-  caps)  # a width chosen downstream is set on the board, and the pictures have it
+  caps)  # a size chosen downstream is set on the board, and the pictures have it
     GST_DEBUG=pellucidsrc:4 launch -v pellucidsrc config="$config" num-buffers=3 ! video/x-raw,width=512 ! \
       fakesink silent=false
     grep -q "board set to FG_WIDTH=512 FG_HEIGHT=1024" out || fail "FG_WIDTH not set to 512"
-    [ "$(buffers | awk '$1 == 512 * 1024 * 3' | wc -l)" -eq 3 ] || fail "not three 512-wide buffers" ;;
+    [ "$(buffers | awk '$1 == 512 * 1024 * 3' | wc -l)" -eq 3 ] || fail "not three 512-wide buffers"
+    launch -v pellucidsrc config="$config" num-buffers=3 ! video/x-raw,width=320,height=200 ! fakesink silent=false
+    [ "$(buffers | awk '$1 == 320 * 200 * 3' | wc -l)" -eq 3 ] || fail "not three 320 x 200 buffers"
+    launch pellucidsrc config="$config" num-buffers=3 ! video/x-raw,width=500 ! fakesink  # not on FG_WIDTH's steps
+    [ "$status" -ne 0 ] && grep -q "reason not-negotiated" out || fail "a width off the steps is taken" ;;
   deep)  # FG_COL48 as 16-bit RGBA
     GST_DEBUG=pellucidsrc:4 launch -v pellucidsrc config="$config" num-buffers=2 ! video/x-raw,format=RGBA64_LE ! \
       fakesink silent=false
