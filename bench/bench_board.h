@@ -2,8 +2,11 @@
 // cannot open it stops at once.
 #pragma once
 
+#include <benchmark/benchmark.h>
+
 #include <cstdio>
 #include <cstdlib>
+#include <utility>
 
 #include "fglib5.h"
 
@@ -14,4 +17,22 @@ inline Fg_Struct* openBoard() {
         std::abort();
     }
     return fg;
+}
+
+// Runs `measured` and its `peer` (each answers its seconds) once an iteration, taking turns at going
+// first so that neither always runs on a board fresh from the other's stop. The iteration's time is
+// the measured side's; answers the total seconds of both.
+template <typename Measured, typename Peer>
+std::pair<double, double> inTurns(benchmark::State& state, Measured measured, Peer peer) {
+    double measuredSeconds = 0, peerSeconds = 0;
+    bool peerFirst = true;
+    for (auto _ : state) {
+        if (peerFirst) peerSeconds += peer();
+        const double seconds = measured();
+        if (!peerFirst) peerSeconds += peer();
+        peerFirst = !peerFirst;
+        measuredSeconds += seconds;
+        state.SetIterationTime(seconds);
+    }
+    return {measuredSeconds, peerSeconds};
 }

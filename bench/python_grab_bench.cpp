@@ -84,19 +84,14 @@ void BM_PythonAgainstC(benchmark::State& state) {
     Fg_Struct* fg = openBoard();
     configure(fg);
     std::vector<unsigned char> copy(kFrameBytes);
-    double inC = 0, inPython = 0;
-    bool cFirst = true;
-    for (auto _ : state) {
-        // Turn about, so that neither side always runs on a board fresh from the other's stop.
-        if (cFirst) inC += grabInC(fg, copy);
-        const auto start = Clock::now();
-        grab(board, kFrames);
-        const double seconds = std::chrono::duration<double>(Clock::now() - start).count();
-        if (!cFirst) inC += grabInC(fg, copy);
-        cFirst = !cFirst;
-        inPython += seconds;
-        state.SetIterationTime(seconds);
-    }
+    const auto [inPython, inC] = inTurns(
+        state,
+        [&] {
+            const auto start = Clock::now();
+            grab(board, kFrames);
+            return std::chrono::duration<double>(Clock::now() - start).count();
+        },
+        [&] { return grabInC(fg, copy); });
     board.attr("close")();
     Fg_FreeGrabber(fg);
     const double frames = double(kFrames) * double(state.iterations());

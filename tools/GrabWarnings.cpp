@@ -86,6 +86,20 @@ bool tableIsZero(Board& board, int id) {
     return true;
 }
 
+// The simulator starts a frame at each rising edge of camera-control line 1, fed by a pulse form
+// generator; at a constant level it runs free, from the input bypass at a rate unknown here. The
+// number of the pulse form generator on the line, or -1 when none is.
+int cameraPulseGenerator(Board& board) {
+    const uint32_t cc = readUint(board, FG_TRIGGERCC_SELECT0, "FG_TRIGGERCC_SELECT0");
+    if (cc == kCcGnd || cc == kCcVcc || cc >= kCcInputBypass) return -1;
+    return static_cast<int>(cc < kCcGnd ? cc : cc - kCcNotPulseGen0);
+}
+
+double pulseDownscale(Board& board, int generator) {
+    return std::max(
+        readUint(board, FG_TRIGGER_PULSEFORMGEN0_DOWNSCALE + 4 * generator, "pulse form downscale"), 1u);
+}
+
 }  // namespace
 
 std::string zeroLookupTable(Board& board) {
@@ -113,26 +127,28 @@ std::string zeroLookupTable(Board& board) {
     return text + ": entries were written through FG_LUT_VALUE_RED, _GREEN or _BLUE";
 }
 
+double generatorPulseRate(Board& board) {
+    const int generator = cameraPulseGenerator(board);
+    if (generator < 0 || readUint(board, FG_AREATRIGGERMODE, "FG_AREATRIGGERMODE") != kAtmGenerator ||
+        readUint(board, FG_TRIGGERSTATE, "FG_TRIGGERSTATE") != kTsActive)
+        return 0;
+    return readDouble(board, FG_TRIGGER_FRAMESPERSECOND, "FG_TRIGGER_FRAMESPERSECOND") /
+           pulseDownscale(board, generator);
+}
+
 std::string unreachableTriggerRate(Board& board, double softwareRate) {
     if (readUint(board, FG_GEN_ENABLE, "FG_GEN_ENABLE") != kGenerator ||
         readUint(board, FG_GEN_START, "FG_GEN_START") != kGenerator)
         return {};
-    // The simulator starts a frame at each rising edge of camera-control line 1, fed by a pulse
-    // form generator; at a constant level it runs free, from the input bypass at a rate unknown here.
-    const uint32_t cc = readUint(board, FG_TRIGGERCC_SELECT0, "FG_TRIGGERCC_SELECT0");
-    if (cc == kCcGnd || cc == kCcVcc || cc >= kCcInputBypass) return {};
-    double rate = softwareRate;
+    const int generator = cameraPulseGenerator(board);
+    if (generator < 0) return {};
+    double rate = softwareRate / pulseDownscale(board, generator);
     std::string source = "--software-trigger";
-    if (rate <= 0) {
-        if (readUint(board, FG_AREATRIGGERMODE, "FG_AREATRIGGERMODE") != kAtmGenerator ||
-            readUint(board, FG_TRIGGERSTATE, "FG_TRIGGERSTATE") != kTsActive)
-            return {};
-        rate = readDouble(board, FG_TRIGGER_FRAMESPERSECOND, "FG_TRIGGER_FRAMESPERSECOND");
+    if (softwareRate <= 0) {
+        rate = generatorPulseRate(board);
+        if (rate <= 0) return {};
         source = "FG_TRIGGER_FRAMESPERSECOND";
     }
-    const int generator = static_cast<int>(cc < kCcGnd ? cc : cc - kCcNotPulseGen0);
-    rate /= std::max(
-        readUint(board, FG_TRIGGER_PULSEFORMGEN0_DOWNSCALE + 4 * generator, "pulse form downscale"), 1u);
 
     uint32_t taps = 0;
     for (int id : {FG_GEN_TAP1, FG_GEN_TAP2, FG_GEN_TAP3, FG_GEN_TAP4})

@@ -11,7 +11,7 @@ mv "$work/first" "$work/moved"
 p=$work/moved
 
 # Nothing installed may point into the build folder or the first prefix.
-for f in "$p"/lib/*.so "$p"/bin/* $(find "$p/lib" -name '*.so' -path '*python*'); do
+for f in "$p"/lib/*.so "$p"/lib/gstreamer-1.0/*.so "$p"/bin/* $(find "$p/lib" -name '*.so' -path '*python*'); do
   if readelf -d "$f" | grep -E 'R(UN)?PATH' | grep -qE "$build|$work/first"; then
     echo "$f: run path into the build or the first prefix"; exit 1
   fi
@@ -32,4 +32,11 @@ cmake --build "$work/examples" > /dev/null
 XDG_STATE_HOME="$work/state" "$p/bin/pellucid" get FG_WIDTH | grep -q '^FG_WIDTH='
 PYTHONPATH=$(echo "$p"/lib/python3*/dist-packages) /usr/bin/python3 "$p/share/doc/pellucid/examples/grab.py" \
   --frames 2 > /dev/null
+# The GStreamer element from the installed plugin, with nothing of the build tree in reach.
+export GST_PLUGIN_PATH=$p/lib/gstreamer-1.0 GST_REGISTRY=$work/registry.bin
+inspect=$(gst-inspect-1.0 pellucidsrc)
+grep -q "Filename  *$p/lib/gstreamer-1.0/libgstpellucid.so" <<< "$inspect"
+XDG_STATE_HOME="$work/state" gst-launch-1.0 pellucidsrc config="$p/share/doc/pellucid/examples/simulator.mcf" \
+  num-buffers=3 ! videoconvert ! pngenc ! multifilesink location="$work/f%d.png" > /dev/null
+[ -s "$work/f2.png" ]
 echo "install: moved prefix works"
