@@ -5,6 +5,7 @@
 #include <charconv>
 #include <cstdio>
 #include <cstring>
+#include <cstdint>
 #include <utility>
 #include <vector>
 
@@ -161,6 +162,13 @@ std::string ParameterInfoBuilderXML::commonElements(const RegisterInfo& r, const
     return s;
 }
 
+const GenApiStandardFeature* ParameterInfoBuilderXML::commandOn(int id) {
+    for (const GenApiStandardFeature& f : mWrapper.getStandardFeatures()) {
+        if (f.kind == GenApiStandardFeature::Command && f.id == id) return &f;
+    }
+    return nullptr;
+}
+
 const RegisterInfo* ParameterInfoBuilderXML::record(int id) const {
     const RegisterInfo* found = nullptr;
     auto search = [&](const RegisterInfo* r, auto&& self) -> void {
@@ -188,6 +196,7 @@ void ParameterInfoBuilderXML::category(const RegisterInfo& group, const std::str
             features += element("pFeature", sub);
         } else if (child->parameterName != nullptr) {
             features += element("pFeature", nodeName(child->parameterName));
+            if (commandOn(child->id) != nullptr) features += element("pFeature", nodeName(child->parameterName) + "_Count");
             if (child->format == REG_FORMAT_UINTFIELD || child->format == REG_FORMAT_INTFIELD) {
                 features += element("pFeature", nodeName(child->parameterName) + "_Index");
             }
@@ -266,6 +275,17 @@ std::string ParameterInfoBuilderXML::feature(const RegisterInfo& r, const std::s
         case REG_FORMAT_UINT64:
         case REG_FORMAT_INT64: {
             const Range range = rangeOf(r);
+            if (const GenApiStandardFeature* command = commandOn(r.id); command != nullptr && std::strcmp(nameSpace, "Custom") == 0) {
+                // A count that acts when written (pulses to send) is a command; how many it sends
+                // is the consumer's setting, limited as the parameter is.
+                const std::string count = name + "_Count";
+                return open("Command") + element("pValue", value) + element("pCommandValue", count) +
+                       "  </Command>\n" + "  <Integer Name=\"" + count + "\" NameSpace=\"Custom\">\n" +
+                       element("ToolTip", "How many the command " + name + " sends.") +
+                       element("DisplayName", name + " count") + element("Visibility", "Expert") +
+                       element("Value", std::to_string(command->value)) + limits() +
+                       (range.step >= 1 ? element("Inc", number(range.step)) : "") + unit + "  </Integer>\n";
+            }
             return open("Integer") + element("pValue", value) + limits() +
                    (range.step >= 1 ? element("Inc", number(range.step)) : "") + unit + "  </Integer>\n";
         }
@@ -332,25 +352,33 @@ std::string ParameterInfoBuilderXML::standardFeatures() {
             case GenApiStandardFeature::OnOff: {
                 if (r->format != REG_FORMAT_ENUM) continue;
                 std::string off, on;
+                int64_t lowest = INT64_MAX, highest = INT64_MIN;
                 for (int i = 0; i < r->u.eReg.nrOfElements; ++i) {
                     const char* symbol = r->u.eReg.enumDefName[i];
+                    const int64_t v = r->u.eReg.enumValues[i];
+                    lowest = std::min(lowest, v), highest = std::max(highest, v);
                     if (symbol == nullptr) continue;
-                    if (std::strcmp(symbol, f.off) == 0) off = std::to_string(r->u.eReg.enumValues[i]);
-                    if (std::strcmp(symbol, f.on) == 0) on = std::to_string(r->u.eReg.enumValues[i]);
+                    if (std::strcmp(symbol, f.off) == 0) off = std::to_string(v);
+                    if (std::strcmp(symbol, f.on) == 0) on = std::to_string(v);
                 }
                 if (off.empty() || on.empty()) continue;
+                // The converter's range is its formula at the limits of what it converts: an
+                // integer over the entries' span keeps it at Off..On.
                 const std::string converter = std::string(f.name) + "_Conv";
+                const std::string span = std::string(f.name) + "_Span";
                 mNodes += "  <Enumeration Name=\"" + std::string(f.name) + "\" NameSpace=\"Standard\">\n" +
                           commonElements(*r, f.name) +
                           "    <EnumEntry Name=\"Off\">\n      <Value>0</Value>\n    </EnumEntry>\n"
                           "    <EnumEntry Name=\"On\">\n      <Value>1</Value>\n    </EnumEntry>\n" +
                           element("pValue", converter) + "  </Enumeration>\n";
-                mNodes += "  <IntConverter Name=\"" + converter + "\">\n" +
-                          element("Visibility", "Invisible") + "    <pVariable Name=\"CUR\">" + target +
-                          "_Val</pVariable>\n" +
+                mNodes += "  <IntConverter Name=\"" + converter + "\">\n" + element("Visibility", "Invisible") +
+                          "    <pVariable Name=\"CUR\">" + target + "_Val</pVariable>\n" +
                           element("FormulaTo", "(FROM = 0) ? " + off + " : ((CUR = " + off + ") ? " + on + " : CUR)") +
-                          element("FormulaFrom", "(TO = " + off + ") ? 0 : 1") + element("pValue", target + "_Val") +
+                          element("FormulaFrom", "(TO = " + off + ") ? 0 : 1") + element("pValue", span) +
                           "  </IntConverter>\n";
+                mNodes += "  <Integer Name=\"" + span + "\">\n" + element("Visibility", "Invisible") +
+                          element("pValue", target + "_Val") + element("Min", std::to_string(lowest)) +
+                          element("Max", std::to_string(highest)) + "  </Integer>\n";
                 break;
             }
         }

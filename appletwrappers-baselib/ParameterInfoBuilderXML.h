@@ -48,6 +48,7 @@ class ParameterInfoBuilderXML {
     std::string standardFeatures();
     std::string commonElements(const RegisterInfo& r, const char* displayName);
     const RegisterInfo* record(int id) const;
+    const GenApiStandardFeature* commandOn(int id);
 
     Fg_ParameterInfo* mInfo;
     FgZeWrapper& mWrapper;
