@@ -10,7 +10,8 @@ constexpr GenApiEntryName kPixelFormats[] = {{"FG_COL24", "RGB8"}, {"FG_COL48", 
 constexpr GenApiEntryName kTriggerSources[] = {
     {"TRGINSRC_0", "Line0"}, {"TRGINSRC_1", "Line1"}, {"TRGINSRC_2", "Line2"}, {"TRGINSRC_3", "Line3"},
     {"TRGINSRC_4", "Line4"}, {"TRGINSRC_5", "Line5"}, {"TRGINSRC_6", "Line6"}, {"TRGINSRC_7", "Line7"}};
-constexpr GenApiEntryName kTriggerActivations[] = {{"HIGH_ACTIVE", "RisingEdge"}, {"LOW_ACTIVE", "FallingEdge"}};
+constexpr GenApiEntryName kTriggerActivations[] = {{"HIGH_ACTIVE", "RisingEdge"},
+                                                   {"LOW_ACTIVE", "FallingEdge"}};
 
 using F = GenApiStandardFeature;
 const F kStandardFeatures[] = {
@@ -21,7 +22,14 @@ const F kStandardFeatures[] = {
     {"PixelFormat", "ImageFormatControl", FG_FORMAT, F::Alias, 0, kPixelFormats},
     {"AcquisitionFrameRate", "AcquisitionControl", FG_TRIGGER_FRAMESPERSECOND},
     // Off is the free-running generator; On triggers from the input line or from software.
-    {"TriggerMode", "AcquisitionControl", FG_AREATRIGGERMODE, F::OnOff, 0, {}, "ATM_GENERATOR", "ATM_EXTERNAL"},
+    {"TriggerMode",
+     "AcquisitionControl",
+     FG_AREATRIGGERMODE,
+     F::OnOff,
+     0,
+     {},
+     "ATM_GENERATOR",
+     "ATM_EXTERNAL"},
     {"TriggerSource", "AcquisitionControl", FG_TRIGGERIN_SRC, F::Alias, 0, kTriggerSources},
     {"TriggerActivation", "AcquisitionControl", FG_TRIGGERIN_POLARITY, F::Alias, 0, kTriggerActivations},
     {"TriggerSoftware", "AcquisitionControl", FG_SENDSOFTWARETRIGGER, F::Command, 1},

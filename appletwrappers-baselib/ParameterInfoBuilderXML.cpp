@@ -3,9 +3,9 @@
 #include <algorithm>
 #include <cctype>
 #include <charconv>
+#include <cstdint>
 #include <cstdio>
 #include <cstring>
-#include <cstdint>
 #include <utility>
 #include <vector>
 
@@ -132,7 +132,8 @@ Range rangeOf(const RegisterInfo& r) {
         case REG_FORMAT_UINT64:
             return {double(r.u.iReg64.from), double(r.u.iReg64.to), double(r.u.iReg64.steps)};
         case REG_FORMAT_INT64:
-            return {double(static_cast<int64_t>(r.u.iReg64.from)), double(static_cast<int64_t>(r.u.iReg64.to)),
+            return {double(static_cast<int64_t>(r.u.iReg64.from)),
+                    double(static_cast<int64_t>(r.u.iReg64.to)),
                     double(static_cast<int64_t>(r.u.iReg64.steps))};
         case REG_FORMAT_DOUBLE:
             return {r.u.dReg.from, r.u.dReg.to, r.u.dReg.steps};
@@ -179,7 +180,8 @@ const RegisterInfo* ParameterInfoBuilderXML::record(int id) const {
         }
         for (int i = 0; i < r->u.gReg.nrOfElements; ++i) self(r->u.gReg.elements[i], self);
     };
-    for (RegisterInfo* g = mInfo->getRegisterInfo(mPort); g != nullptr; g = mInfo->getNextRegisterInfo(g, mPort))
+    for (RegisterInfo* g = mInfo->getRegisterInfo(mPort); g != nullptr;
+         g = mInfo->getNextRegisterInfo(g, mPort))
         search(g, search);
     return found;
 }
@@ -196,7 +198,8 @@ void ParameterInfoBuilderXML::category(const RegisterInfo& group, const std::str
             features += element("pFeature", sub);
         } else if (child->parameterName != nullptr) {
             features += element("pFeature", nodeName(child->parameterName));
-            if (commandOn(child->id) != nullptr) features += element("pFeature", nodeName(child->parameterName) + "_Count");
+            if (commandOn(child->id) != nullptr)
+                features += element("pFeature", nodeName(child->parameterName) + "_Count");
             if (child->format == REG_FORMAT_UINTFIELD || child->format == REG_FORMAT_INTFIELD) {
                 features += element("pFeature", nodeName(child->parameterName) + "_Index");
             }
@@ -209,7 +212,8 @@ void ParameterInfoBuilderXML::category(const RegisterInfo& group, const std::str
     mNodes += "  </Category>\n";
     for (int i = 0; i < group.u.gReg.nrOfElements; ++i) {
         const RegisterInfo* child = group.u.gReg.elements[i];
-        if (child == nullptr || child->format == REG_FORMAT_GROUP || child->parameterName == nullptr) continue;
+        if (child == nullptr || child->format == REG_FORMAT_GROUP || child->parameterName == nullptr)
+            continue;
         mNodes += feature(*child, nodeName(child->parameterName), "Custom");
         registers(*child);
     }
@@ -246,17 +250,19 @@ void ParameterInfoBuilderXML::registers(const RegisterInfo& r) {
     }
     if (pellucid::genapi::hasLimits(r) && (isInteger(r.format) || r.format == REG_FORMAT_DOUBLE)) {
         for (auto [space, suffix] : {std::pair(kMinimum, "_MinReg"), std::pair(kMaximum, "_MaxReg")}) {
-            mNodes += r.format == REG_FORMAT_DOUBLE
-                          ? registerNode("FloatReg", name + suffix, address(r.id, space), 8, "RO", kLittleEndian)
-                          : registerNode("IntReg", name + suffix, address(r.id, space), 8, "RO",
-                                         element("Sign", "Signed") + kLittleEndian);
+            mNodes +=
+                r.format == REG_FORMAT_DOUBLE
+                    ? registerNode("FloatReg", name + suffix, address(r.id, space), 8, "RO", kLittleEndian)
+                    : registerNode("IntReg", name + suffix, address(r.id, space), 8, "RO",
+                                   element("Sign", "Signed") + kLittleEndian);
         }
     }
     mNodes += registerNode("IntReg", name + "_LockedReg", address(r.id, kLocked), 4, "RO",
                            element("Sign", "Unsigned") + kLittleEndian);
 }
 
-std::string ParameterInfoBuilderXML::feature(const RegisterInfo& r, const std::string& name, const char* nameSpace,
+std::string ParameterInfoBuilderXML::feature(const RegisterInfo& r, const std::string& name,
+                                             const char* nameSpace,
                                              std::span<const GenApiEntryName> renames) {
     const std::string target = nodeName(r.parameterName);
     const std::string value = target + "_Val";
@@ -266,8 +272,9 @@ std::string ParameterInfoBuilderXML::feature(const RegisterInfo& r, const std::s
                commonElements(r, r.name);
     };
     auto limits = [&]() {
-        return pellucid::genapi::hasLimits(r) ? element("pMin", target + "_MinReg") + element("pMax", target + "_MaxReg")
-                           : std::string();
+        return pellucid::genapi::hasLimits(r)
+                   ? element("pMin", target + "_MinReg") + element("pMax", target + "_MaxReg")
+                   : std::string();
     };
     switch (r.format) {
         case REG_FORMAT_UINT:
@@ -275,7 +282,8 @@ std::string ParameterInfoBuilderXML::feature(const RegisterInfo& r, const std::s
         case REG_FORMAT_UINT64:
         case REG_FORMAT_INT64: {
             const Range range = rangeOf(r);
-            if (const GenApiStandardFeature* command = commandOn(r.id); command != nullptr && std::strcmp(nameSpace, "Custom") == 0) {
+            if (const GenApiStandardFeature* command = commandOn(r.id);
+                command != nullptr && std::strcmp(nameSpace, "Custom") == 0) {
                 // A count that acts when written (pulses to send) is a command; how many it sends
                 // is the consumer's setting, limited as the parameter is.
                 const std::string count = name + "_Count";
@@ -314,20 +322,24 @@ std::string ParameterInfoBuilderXML::feature(const RegisterInfo& r, const std::s
             return open("Enumeration") + entries + element("pValue", value) + "  </Enumeration>\n";
         }
         case REG_FORMAT_STRING:
-            return open("StringReg") + element("Address", hex(pellucid::genapi::address(r.id, pellucid::genapi::kValue))) +
-                   element("Length", std::to_string(pellucid::genapi::kStringLength)) + element("AccessMode", "RW") +
-                   element("pPort", "Device") + element("Cachable", "NoCache") + "  </StringReg>\n";
+            return open("StringReg") +
+                   element("Address", hex(pellucid::genapi::address(r.id, pellucid::genapi::kValue))) +
+                   element("Length", std::to_string(pellucid::genapi::kStringLength)) +
+                   element("AccessMode", "RW") + element("pPort", "Device") + element("Cachable", "NoCache") +
+                   "  </StringReg>\n";
         case REG_FORMAT_UINTFIELD:
         case REG_FORMAT_INTFIELD: {
-            const int entries = r.format == REG_FORMAT_UINTFIELD ? r.u.uifReg.nrOfElements : r.u.ifReg.nrOfElements;
+            const int entries =
+                r.format == REG_FORMAT_UINTFIELD ? r.u.uifReg.nrOfElements : r.u.ifReg.nrOfElements;
             const std::string index = name + "_Index";
             return "  <Integer Name=\"" + index + "\" NameSpace=\"" + nameSpace + "\">\n" +
-                   element("ToolTip", "Entry of " + name + " that the feature " + name + " reads and writes.") +
+                   element("ToolTip",
+                           "Entry of " + name + " that the feature " + name + " reads and writes.") +
                    element("DisplayName", name + " index") + element("Visibility", "Expert") +
                    element("Value", "0") + element("Min", "0") +
                    element("Max", std::to_string(entries > 0 ? entries - 1 : 0)) + element("Inc", "1") +
-                   element("pSelected", name) + "  </Integer>\n" + open("Integer") + element("pValue", value) +
-                   limits() + element("Inc", "1") + unit + "  </Integer>\n";
+                   element("pSelected", name) + "  </Integer>\n" + open("Integer") +
+                   element("pValue", value) + limits() + element("Inc", "1") + unit + "  </Integer>\n";
         }
         default:
             return {};  // kinds the registry never creates
@@ -371,9 +383,11 @@ std::string ParameterInfoBuilderXML::standardFeatures() {
                           "    <EnumEntry Name=\"Off\">\n      <Value>0</Value>\n    </EnumEntry>\n"
                           "    <EnumEntry Name=\"On\">\n      <Value>1</Value>\n    </EnumEntry>\n" +
                           element("pValue", converter) + "  </Enumeration>\n";
-                mNodes += "  <IntConverter Name=\"" + converter + "\">\n" + element("Visibility", "Invisible") +
-                          "    <pVariable Name=\"CUR\">" + target + "_Val</pVariable>\n" +
-                          element("FormulaTo", "(FROM = 0) ? " + off + " : ((CUR = " + off + ") ? " + on + " : CUR)") +
+                mNodes += "  <IntConverter Name=\"" + converter + "\">\n" +
+                          element("Visibility", "Invisible") + "    <pVariable Name=\"CUR\">" + target +
+                          "_Val</pVariable>\n" +
+                          element("FormulaTo",
+                                  "(FROM = 0) ? " + off + " : ((CUR = " + off + ") ? " + on + " : CUR)") +
                           element("FormulaFrom", "(TO = " + off + ") ? 0 : 1") + element("pValue", span) +
                           "  </IntConverter>\n";
                 mNodes += "  <Integer Name=\"" + span + "\">\n" + element("Visibility", "Invisible") +
@@ -390,7 +404,8 @@ std::string ParameterInfoBuilderXML::standardFeatures() {
     std::string root;
     for (const auto& [name, features] : categories) {
         root += element("pFeature", name);
-        mNodes += "  <Category Name=\"" + name + "\" NameSpace=\"Standard\">\n" + features + "  </Category>\n";
+        mNodes +=
+            "  <Category Name=\"" + name + "\" NameSpace=\"Standard\">\n" + features + "  </Category>\n";
     }
     return root;
 }

@@ -22,7 +22,8 @@ int main(int argc, char** argv) {
     Fg_Struct* fg = Fg_Init("Pellucid", boardIndex);
     if (fg == NULL) {
         const int rc = Fg_getLastErrorNumber(NULL);
-        fprintf(stderr, "genicam: cannot open board %u: %s (%d)\n", boardIndex, Fg_getErrorDescription(rc), rc);
+        fprintf(stderr, "genicam: cannot open board %u: %s (%d)\n", boardIndex, Fg_getErrorDescription(rc),
+                rc);
         return 1;
     }
     GError* error = NULL;
@@ -35,15 +36,18 @@ int main(int argc, char** argv) {
     int rc = 0;
     gint64 offsetMin = 0, offsetMax = 0;
     arv_device_set_integer_feature_value(device, "Width", width, &error);
-    if (error == NULL) arv_device_get_integer_feature_bounds(device, "OffsetX", &offsetMin, &offsetMax, &error);
+    if (error == NULL)
+        arv_device_get_integer_feature_bounds(device, "OffsetX", &offsetMin, &offsetMax, &error);
     if (error != NULL) {
         rc = fail("cannot set the width", error);
     } else {
-        printf("Width %lld, OffsetX %lld..%lld\n", (long long)arv_device_get_integer_feature_value(device, "Width", NULL),
-               (long long)offsetMin, (long long)offsetMax);
+        printf("Width %lld, OffsetX %lld..%lld\n",
+               (long long)arv_device_get_integer_feature_value(device, "Width", NULL), (long long)offsetMin,
+               (long long)offsetMax);
         /* A software trigger needs the trigger system in software mode and started. */
         arv_device_set_string_feature_value(device, "FG_AREATRIGGERMODE", "ATM_SOFTWARE", &error);
-        if (error == NULL) arv_device_set_string_feature_value(device, "FG_TRIGGERSTATE", "TS_ACTIVE", &error);
+        if (error == NULL)
+            arv_device_set_string_feature_value(device, "FG_TRIGGERSTATE", "TS_ACTIVE", &error);
         if (error == NULL) arv_device_execute_command(device, "TriggerSoftware", &error);
         if (error != NULL) {
             rc = fail("cannot send a software trigger", error);

@@ -92,22 +92,26 @@ gboolean value(Port& port, const RegisterInfo& r, guint64 address, guint32 size,
             break;
         case REG_FORMAT_UINTFIELD:
         case REG_FORMAT_INTFIELD: {
-            const int entries = r.format == REG_FORMAT_UINTFIELD ? r.u.uifReg.nrOfElements : r.u.ifReg.nrOfElements;
+            const int entries =
+                r.format == REG_FORMAT_UINTFIELD ? r.u.uifReg.nrOfElements : r.u.ifReg.nrOfElements;
             if (size != 4 || offset % 4 != 0 || offset / 4 >= static_cast<uint32_t>(entries)) {
                 return fail(error, "no field entry of that length here", address);
             }
             FieldParameterInt entry{0, offset / 4};
             if (write) std::memcpy(&entry.value, buffer, 4);
-            const int rc = write ? Fg_setParameterWithType(port.fg, r.id, &entry, 0, FG_PARAM_TYPE_STRUCT_FIELDPARAMINT)
-                                 : Fg_getParameterWithType(port.fg, r.id, &entry, 0, FG_PARAM_TYPE_STRUCT_FIELDPARAMINT);
+            const int rc =
+                write ? Fg_setParameterWithType(port.fg, r.id, &entry, 0, FG_PARAM_TYPE_STRUCT_FIELDPARAMINT)
+                      : Fg_getParameterWithType(port.fg, r.id, &entry, 0, FG_PARAM_TYPE_STRUCT_FIELDPARAMINT);
             if (rc != 0) return failSdk(port, error, address);
             if (!write) std::memcpy(buffer, &entry.value, 4);
             return TRUE;
         }
         case REG_FORMAT_STRING: {
-            if (offset != 0 || size == 0 || size > kStringLength) return fail(error, "no string of that length here", address);
+            if (offset != 0 || size == 0 || size > kStringLength)
+                return fail(error, "no string of that length here", address);
             if (write) {
-                const std::string text(static_cast<const char*>(buffer), strnlen(static_cast<const char*>(buffer), size));
+                const std::string text(static_cast<const char*>(buffer),
+                                       strnlen(static_cast<const char*>(buffer), size));
                 if (Fg_setParameterWithType(port.fg, r.id, text.c_str(), 0, FG_PARAM_TYPE_CHAR_PTR) != 0) {
                     return failSdk(port, error, address);
                 }
@@ -237,13 +241,15 @@ ArvDevice* pellucid_genicam_device_new(Fg_Struct* fg, GError** error) {
     }
     xml.resize(strnlen(xml.c_str(), xml.size()));
 
-    auto* self = static_cast<PellucidGenicamDevice*>(g_object_new(pellucid_genicam_device_get_type(), nullptr));
+    auto* self =
+        static_cast<PellucidGenicamDevice*>(g_object_new(pellucid_genicam_device_get_type(), nullptr));
     if (self->port == nullptr) {
         g_object_unref(self);
         return refuse("cannot make the port", FG_NOT_ENOUGH_MEMORY);
     }
     self->port->fg = fg;
-    for (const RegisterInfo* g = Fg_getParameterInfo(fg, 0); g != nullptr; g = g->next) collect(*self->port, g);
+    for (const RegisterInfo* g = Fg_getParameterInfo(fg, 0); g != nullptr; g = g->next)
+        collect(*self->port, g);
     self->port->genicam = arv_gc_new(ARV_DEVICE(self), xml.data(), xml.size());
     if (self->port->genicam == nullptr) {
         g_object_unref(self);

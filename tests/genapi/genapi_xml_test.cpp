@@ -74,7 +74,8 @@ TEST_F(GenApiDescription, DocumentNamesTheDesignAndIsUtf8) {
 TEST_F(GenApiDescription, ValidatesAgainstTheSchemaInEveryState) {
     const char* fromEnvironment = std::getenv("PELLUCID_GENAPI_SCHEMA");
     const std::string schema = fromEnvironment != nullptr ? fromEnvironment : PELLUCID_GENAPI_SCHEMA;
-    if (!std::filesystem::exists(schema)) GTEST_SKIP() << "no GenApi schema at " << schema << " (PELLUCID_GENAPI_SCHEMA)";
+    if (!std::filesystem::exists(schema))
+        GTEST_SKIP() << "no GenApi schema at " << schema << " (PELLUCID_GENAPI_SCHEMA)";
     if (std::system("xmllint --version > /dev/null 2>&1") != 0) GTEST_SKIP() << "no xmllint (libxml2-utils)";
     const std::string file = ::testing::TempDir() + "genapi_document.xml";
     const std::vector<std::vector<std::pair<int, uint32_t>>> states = {

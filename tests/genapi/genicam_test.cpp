@@ -78,7 +78,8 @@ TEST_F(GenicamDevice, LimitsAreReadAfterTheSettersMoveThem) {
         {{"FG_TRIGGERQUEUE_MODE", 0, "FG_ON"}, "FG_SENDSOFTWARETRIGGER_Count", 1, 2040},
     };
     for (const Case& c : cases) {
-        ASSERT_TRUE(set(c.setting.name, c.setting.value, c.setting.entry)) << c.setting.name << ": " << error->message;
+        ASSERT_TRUE(set(c.setting.name, c.setting.value, c.setting.entry))
+            << c.setting.name << ": " << error->message;
         ArvGcInteger* feature = ARV_GC_INTEGER(node(c.feature));
         EXPECT_EQ(arv_gc_integer_get_min(feature, nullptr), c.min) << c.feature;
         EXPECT_EQ(arv_gc_integer_get_max(feature, nullptr), c.max) << c.feature;
@@ -105,7 +106,8 @@ TEST_F(GenicamDevice, AccessIsReadAfterTheSettersChangeIt) {
         {{"FG_TRIGGER_LEGACY_MODE", 0, "FG_OFF"}, "AcquisitionFrameRate", false},
     };
     for (const Case& c : cases) {
-        ASSERT_TRUE(set(c.setting.name, c.setting.value, c.setting.entry)) << c.setting.name << ": " << error->message;
+        ASSERT_TRUE(set(c.setting.name, c.setting.value, c.setting.entry))
+            << c.setting.name << ": " << error->message;
         EXPECT_EQ(arv_gc_feature_node_is_locked(ARV_GC_FEATURE_NODE(node(c.feature)), nullptr), c.locked)
             << c.feature << " after " << c.setting.name << " " << c.setting.entry;
     }
@@ -169,7 +171,8 @@ TEST_F(GenicamDevice, StandardNamesAreTheParameters) {
         {{"TriggerActivation", 0, "FallingEdge"}, FG_TRIGGERIN_POLARITY, 1},
     };
     for (const Case& c : cases) {
-        ASSERT_TRUE(set(c.setting.name, c.setting.value, c.setting.entry)) << c.setting.name << ": " << error->message;
+        ASSERT_TRUE(set(c.setting.name, c.setting.value, c.setting.entry))
+            << c.setting.name << ": " << error->message;
         EXPECT_EQ(sdkValue(c.id), c.value) << c.setting.name;
     }
     arv_gc_float_set_value(ARV_GC_FLOAT(node("AcquisitionFrameRate")), 25.0, &error);
@@ -198,10 +201,12 @@ TEST_F(GenicamDevice, EveryFeatureReadsInsideItsRange) {
             ++features;
             g_clear_error(&error);
             if (ARV_IS_GC_CATEGORY(n)) {
-                for (const GSList* f = arv_gc_category_get_features(ARV_GC_CATEGORY(n)); f != nullptr; f = f->next)
+                for (const GSList* f = arv_gc_category_get_features(ARV_GC_CATEGORY(n)); f != nullptr;
+                     f = f->next)
                     pending.emplace_back(static_cast<const char*>(f->data));
             } else if (ARV_IS_GC_ENUMERATION(n)) {
-                EXPECT_NE(arv_gc_enumeration_get_string_value(ARV_GC_ENUMERATION(n), &error), nullptr) << name;
+                EXPECT_NE(arv_gc_enumeration_get_string_value(ARV_GC_ENUMERATION(n), &error), nullptr)
+                    << name;
             } else if (ARV_IS_GC_FLOAT(n)) {
                 const double v = arv_gc_float_get_value(ARV_GC_FLOAT(n), &error);
                 EXPECT_GE(v, arv_gc_float_get_min(ARV_GC_FLOAT(n), nullptr)) << name;
@@ -250,8 +255,9 @@ TEST_F(GenicamDevice, BadAddressesAndLengthsAreRefused) {
     buffer[0] = 1;  // width 1: the applet refuses it
     for (const Case& c : cases) {
         g_clear_error(&error);
-        const gboolean ok = c.write ? arv_device_write_memory(device, c.address, c.size, buffer.data(), &error)
-                                    : arv_device_read_memory(device, c.address, c.size, buffer.data(), &error);
+        const gboolean ok = c.write
+                                ? arv_device_write_memory(device, c.address, c.size, buffer.data(), &error)
+                                : arv_device_read_memory(device, c.address, c.size, buffer.data(), &error);
         EXPECT_FALSE(ok) << c.what;
         EXPECT_NE(error, nullptr) << c.what;
     }
