@@ -37,25 +37,30 @@ gboolean failSdk(Port& port, GError** error, guint64 address) {
     return FALSE;
 }
 
+template <typename Reg>
+int64_t bound(const Reg& reg, bool maximum) {
+    return static_cast<int64_t>(maximum ? reg.to : reg.from);
+}
+
 // A limit as the register holds it: a double for doubles, a signed 64-bit integer otherwise.
 bool limit(const RegisterInfo& r, bool maximum, void* out) {
     int64_t i = 0;
     switch (r.format) {
         case REG_FORMAT_UINT:
-            i = maximum ? r.u.uiReg.to : r.u.uiReg.from;
+            i = bound(r.u.uiReg, maximum);
             break;
         case REG_FORMAT_INT:
-            i = maximum ? r.u.iReg.to : r.u.iReg.from;
+            i = bound(r.u.iReg, maximum);
             break;
         case REG_FORMAT_UINT64:
         case REG_FORMAT_INT64:
-            i = static_cast<int64_t>(maximum ? r.u.iReg64.to : r.u.iReg64.from);
+            i = bound(r.u.iReg64, maximum);
             break;
         case REG_FORMAT_UINTFIELD:
-            i = maximum ? r.u.uifReg.to : r.u.uifReg.from;
+            i = bound(r.u.uifReg, maximum);
             break;
         case REG_FORMAT_INTFIELD:
-            i = maximum ? r.u.ifReg.to : r.u.ifReg.from;
+            i = bound(r.u.ifReg, maximum);
             break;
         case REG_FORMAT_DOUBLE: {
             const double d = maximum ? r.u.dReg.to : r.u.dReg.from;
