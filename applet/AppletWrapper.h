@@ -47,6 +47,7 @@ class FgZeWrapperImpl : public FgZeWrapper {
     int getAppletID() override { return 0; }
     const char* getDesignUid() override;
     const char* getParameterHelp(int id) override;
+    std::span<const GenApiStandardFeature> getStandardFeatures() override;
 
     // Start sequence, run by the entry point once the SDK holds the design.
     void initInternalMaps();

@@ -8,6 +8,7 @@
 #include <memory>
 
 #include "Fg_Error.h"
+#include "ParameterInfoBuilderXML.h"
 #include "fg_types.h"
 #include "parameterInfo.h"
 
@@ -81,6 +82,8 @@ class FgZeWrapper {
     // For the XML description: the design's unique identifier and a parameter's help text.
     virtual const char* getDesignUid() { return ""; }
     virtual const char* getParameterHelp(int /*id*/) { return ""; }
+    // Features of the standard naming convention the applet's parameters stand for.
+    virtual std::span<const GenApiStandardFeature> getStandardFeatures() { return {}; }
 
     // Opens the SDK library and binds its functions; 0, or -2031 when it cannot be opened.
     int initializeDllFunctions(const char* library);

@@ -24,10 +24,18 @@ cc -std=c11 -Wall -Wextra -Werror "$p/share/doc/pellucid/examples/grab.c" $(pkg-
 [ "$(realpath "$(ldd "$work/grab_c" | awk '/libfglib5/ {print $3}')")" = "$p/lib/libfglib5.so" ]
 "$work/grab_c" 3 | grep -q "^frame 3: mean R [1-9]"
 
+# The GenICam port library, where it was built (it needs Aravis).
+if [ -f "$p/lib/libpellucid-genicam.so" ]; then
+  cc -std=c11 -Wall -Wextra -Werror "$p/share/doc/pellucid/examples/genicam.c" \
+     $(pkg-config --cflags --libs pellucid-genicam) -o "$work/genicam_c"
+  "$work/genicam_c" 512 | grep -q "^Width 512, OffsetX 0\.\.15872"
+fi
+
 cmake -S "$p/share/doc/pellucid/examples" -B "$work/examples" -G Ninja -DCMAKE_PREFIX_PATH="$p" \
       -DCMAKE_COMPILE_WARNING_AS_ERROR=ON > /dev/null
 cmake --build "$work/examples" > /dev/null
 "$work/examples/software_trigger" 2 > /dev/null
+[ ! -f "$p/lib/libpellucid-genicam.so" ] || "$work/examples/genicam" > /dev/null
 
 XDG_STATE_HOME="$work/state" "$p/bin/pellucid" get FG_WIDTH | grep -q '^FG_WIDTH='
 PYTHONPATH=$(echo "$p"/lib/python3*/dist-packages) /usr/bin/python3 "$p/share/doc/pellucid/examples/grab.py" \
