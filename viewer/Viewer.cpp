@@ -267,6 +267,8 @@ struct Viewer::Impl {
     LiveFrames frames;
     httplib::Server server;
     int port = 0;
+    // A stop can come before the server runs, when the library's own stop would do nothing.
+    std::atomic<bool> serving{false}, stopping{false};
 };
 
 Viewer::Viewer(Board& board, const WorkingConfiguration* working, const ViewerOptions& options)
@@ -286,15 +288,20 @@ void Viewer::run(const std::atomic<int>* stop) {
     if (stop != nullptr) {
         watcher = std::thread([&] {
             while (!done && stop->load() == 0) std::this_thread::sleep_for(std::chrono::milliseconds(50));
-            impl_->server.stop();
+            this->stop();
         });
     }
-    impl_->server.listen_after_bind();
+    impl_->serving = true;
+    if (!impl_->stopping) impl_->server.listen_after_bind();
+    impl_->serving = false;
     done = true;
     if (watcher.joinable()) watcher.join();
 }
 
 void Viewer::stop() {
+    impl_->stopping = true;
+    while (impl_->serving && !impl_->server.is_running())
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
     impl_->server.stop();
 }
 
