@@ -20,6 +20,7 @@
 #include "ParameterTree.h"
 #include "State.h"
 #include "Text.h"
+#include "Viewer.h"
 #include "fg_constants.h"
 
 namespace {
@@ -205,6 +206,13 @@ int main(int argc, char** argv) {
         ->check(CLI::PositiveNumber);
     grabSetup.add(grab);
 
+    pellucid::viewer::ViewerOptions viewOptions;
+    auto* view = app.add_subcommand(
+        "view", "serve a live view on http://127.0.0.1:PORT/: pictures, histogram, parameters, scene");
+    view->add_option("--port", viewOptions.port, "port on 127.0.0.1 (0: any free one)")
+        ->capture_default_str()
+        ->check(CLI::Range(0, 65535));
+
     std::vector<std::string> commands;
     for (CLI::App* command : app.get_subcommands({})) {
         command->fallthrough();
@@ -289,6 +297,13 @@ int main(int argc, char** argv) {
                 std::fflush(stdout);
                 return 128 + r.signal;
             }
+        } else if (*view) {
+            const pellucid::InterruptGuard interrupt;
+            pellucid::viewer::Viewer viewer(board, &working, viewOptions);
+            std::printf("board %u: viewing at http://127.0.0.1:%d/ (Ctrl-C ends)\n", boardIndex,
+                        viewer.port());
+            std::fflush(stdout);
+            viewer.run(&pellucid::InterruptGuard::signal());
         }
     } catch (const pellucid::UsageError& e) {
         std::fflush(stdout);

@@ -245,11 +245,11 @@ TEST_F(CliTest, EveryFailureNamesItsSubjectAndTheErrorAndExitsNonZero) {
 
 TEST_F(CliTest, WrongUsageExitsWithTwoAndTheParsersMessage) {
     const std::pair<const char*, const char*> cases[] = {
-        {"", "a command is required: list, get, set, save, load, reset, status, xml, docs, grab"},
+        {"", "a command is required: list, get, set, save, load, reset, status, xml, docs, grab, view"},
         {"frobnicate", "unknown command 'frobnicate'; commands: list, get"},
         {"--board 1 lsit",
          "unknown command 'lsit'; commands: list, get, set, save, load, reset, status, xml, "
-         "docs, grab; did you mean list?"},
+         "docs, grab, view; did you mean list?"},
         {"get", "NAME is required"},
         {"set", ""},
         {"--board x list", ""},
