@@ -2,12 +2,14 @@
 
 #include <arpa/inet.h>
 #include <netinet/in.h>
+#include <pthread.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
 #include <httplib.h>
 #include <cerrno>
 #include <charconv>
+#include <csignal>
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
@@ -283,19 +285,32 @@ int Viewer::port() const {
 }
 
 void Viewer::run(const std::atomic<int>* stop) {
-    std::atomic<bool> done{false};
-    std::thread watcher;
-    if (stop != nullptr) {
-        watcher = std::thread([&] {
-            while (!done && stop->load() == 0) std::this_thread::sleep_for(std::chrono::milliseconds(50));
-            this->stop();
-        });
+    const auto serve = [this] {
+        impl_->serving = true;
+        if (!impl_->stopping) impl_->server.listen_after_bind();
+        impl_->serving = false;
+    };
+    if (stop == nullptr) {
+        serve();
+        return;
     }
-    impl_->serving = true;
-    if (!impl_->stopping) impl_->server.listen_after_bind();
-    impl_->serving = false;
-    done = true;
-    if (watcher.joinable()) watcher.join();
+    // The server runs on a thread of its own and the caller's thread, which takes the signals,
+    // only sleeps: a handler for a signal that lands in the server's restarted accept may never
+    // run where the runtime defers handlers until the call returns (ThreadSanitizer does).
+    std::atomic<bool> done{false};
+    sigset_t signals, old;
+    sigemptyset(&signals);
+    sigaddset(&signals, SIGINT);
+    sigaddset(&signals, SIGTERM);
+    pthread_sigmask(SIG_BLOCK, &signals, &old);  // the server and its workers inherit the mask
+    std::thread server([&] {
+        serve();
+        done = true;
+    });
+    pthread_sigmask(SIG_SETMASK, &old, nullptr);
+    while (!done && stop->load() == 0) std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    this->stop();
+    server.join();
 }
 
 void Viewer::stop() {
