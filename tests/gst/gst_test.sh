@@ -72,8 +72,15 @@ case $case_name in
     launch pellucidsrc config="$config" set=FG_AREATRIGGERMODE=ATM_SOFTWARE timeout=1 ! fakesink
     expect_error "no picture 1 within 1 s" ;;
   interrupt)  # an end of stream while the source waits for a picture ends the pipeline at once
-    status=0; timeout -k 3 -s INT 2 gst-launch-1.0 -e pellucidsrc config="$config" set=FG_AREATRIGGERMODE=ATM_SOFTWARE \
-      timeout=60 ! fakesink > out 2>&1 || status=$?
+    gst-launch-1.0 -e pellucidsrc config="$config" set=FG_AREATRIGGERMODE=ATM_SOFTWARE timeout=60 ! fakesink \
+      > out 2>&1 &
+    pid=$!
+    # The interrupt only once the source waits: before that, a fresh registry's scan may still run.
+    for _ in $(seq 300); do grep -q "PLAYING" out && break; sleep 0.1; done
+    grep -q "PLAYING" out || { kill -9 $pid; fail "the pipeline did not start"; }
+    kill -INT $pid
+    for _ in $(seq 50); do kill -0 $pid 2> /dev/null || break; sleep 0.1; done
+    if kill -0 $pid 2> /dev/null; then kill -9 $pid; fail "the pipeline did not end within 5 s"; fi
     grep -q "Freeing pipeline" out || fail "the pipeline did not end" ;;
   *) fail "unknown case" ;;
 esac
