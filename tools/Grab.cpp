@@ -321,9 +321,10 @@ GrabResult grab(Board& board, const GrabOptions& options, const GrabProgress& pr
             const long needed = std::max(buffers + 1, std::lround(writeSeconds * rate) + 2);
             return "--buffers " + std::to_string(buffers) + " is too few for " +
                    std::to_string(format.width) + " x " + std::to_string(format.height) + " pictures at " +
-                   fixed(rate, 1) + " pictures/s: writing one takes " + fixed(writeSeconds * 1000, 1) +
-                   " ms, but its buffer may be reused after " + std::to_string(buffers - 1) +
-                   " more pictures, " + fixed(rate > 0 ? (buffers - 1) / rate * 1000 : 0, 1) +
+                   fixed(rate, 1) + " pictures/s: taking one out (a free writer included) takes " +
+                   fixed(writeSeconds * 1000, 1) + " ms, but its buffer may be reused after " +
+                   std::to_string(buffers - 1) + " more pictures, " +
+                   fixed(rate > 0 ? (buffers - 1) / rate * 1000 : 0, 1) +
                    " ms; pictures are dropped. Give --buffers " + std::to_string(needed) + " or more";
         };
         // Pictures already overwritten say the same as a predicted overrun; the warning waits for

@@ -126,6 +126,11 @@ TEST_P(ImageFileTest, EveryFormatReadsBackToTheSameSamples) {
 
 INSTANTIATE_TEST_SUITE_P(Depths, ImageFileTest,
                          ::testing::Values(Case{8, {}}, Case{16, {}}, Case{16, {12, true}},
-                                           Case{16, {12, false}}));
+                                           Case{16, {12, false}}),
+                         [](const ::testing::TestParamInfo<Case>& info) {
+                             const Case& c = info.param;
+                             return "Bits" + std::to_string(c.bitDepth) + "Significant" +
+                                    std::to_string(c.bits.significant) + (c.bits.lowAligned ? "Low" : "High");
+                         });
 
 }  // namespace
