@@ -329,7 +329,9 @@ GrabResult grab(Board& board, const GrabOptions& options, const GrabProgress& pr
         };
         // Pictures already overwritten say the same as a predicted overrun; the warning waits for
         // a write so that it can state how long one takes.
-        bool overrun = picture > next || (arriving >= buffers - 1 && rate > 0);
+        // Only a picture whose buffer the rest of the grab reuses can be overrun while it is taken.
+        const bool reused = options.continuous || picture + buffers <= options.frames;
+        bool overrun = picture > next || (reused && arriving >= buffers - 1 && rate > 0);
         droppedBefore += picture - next;
         result.skipped += picture - next;
         next = picture;
@@ -361,7 +363,6 @@ GrabResult grab(Board& board, const GrabOptions& options, const GrabProgress& pr
         writeSeconds = writeSeconds == 0 ? took : 0.75 * writeSeconds + 0.25 * took;
 
         const long now = Fg_getLastPicNumberEx(board.handle(), 0, memory);
-        const bool reused = options.continuous || picture + buffers <= options.frames;
         const bool mixed = reused && now >= picture + buffers - 1;
         if (overrun || mixed) warnings.once(Warnings::kBuffers, ringTooSmall());
         if (mixed) {
