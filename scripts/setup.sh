@@ -5,6 +5,7 @@ set -euo pipefail
 
 packages=(cmake ninja-build g++ clang libclang-rt-14-dev pkg-config locales libgtest-dev libgmock-dev
           libbenchmark-dev libaravis-dev libusb-1.0-0-dev libcli11-dev libpng-dev libopencv-imgproc-dev
+          libopencv-imgcodecs-dev libtiff-dev libdeflate-dev
           libxxhash-dev nlohmann-json3-dev pybind11-dev python3-dev python3-numpy python3-pytest
           libcpp-httplib-dev libturbojpeg0-dev chromium python3-websocket libxml2-utils
           libgstreamer1.0-dev libgstreamer-plugins-base1.0-dev gstreamer1.0-tools gstreamer1.0-plugins-base

@@ -4,16 +4,19 @@
 #include <chrono>
 #include <cmath>
 #include <cstdio>
+#include <cstring>
 #include <filesystem>
+#include <memory>
 #include <optional>
 #include <system_error>
 #include <thread>
 
 #include "BoardValues.h"
 #include "GrabWarnings.h"
-#include "Png.h"
+#include "ImageFile.h"
 #include "SdkQueries.h"
 #include "SoftwareTrigger.h"
+#include "WriterPool.h"
 #include "fglib5.h"
 
 namespace pellucid {
@@ -34,9 +37,9 @@ constexpr const char* kCsvName = "frames.csv";
 constexpr const char* kTempPrefix = ".frame_";
 constexpr const char* kTempSuffix = ".tmp";
 
-std::string frameName(long picture) {
-    char name[32];
-    std::snprintf(name, sizeof name, "frame_%06ld.png", picture);
+std::string frameName(long picture, ImageFormat format) {
+    char name[40];
+    std::snprintf(name, sizeof name, "frame_%06ld.%s", picture, extension(format));
     return name;
 }
 
@@ -50,8 +53,13 @@ bool digitsBetween(const std::string& s, const std::string& prefix, const std::s
 
 // The files a grab writes, and the temporary ones an interrupted one may have left.
 bool isGrabFile(const std::string& name) {
-    return name == kCsvName || digitsBetween(name, "frame_", ".png") ||
-           digitsBetween(name, kTempPrefix, std::string(".png") + kTempSuffix);
+    if (name == kCsvName) return true;
+    for (ImageFormat f : kImageFormats) {
+        const std::string ext = std::string(".") + extension(f);
+        if (digitsBetween(name, "frame_", ext) || digitsBetween(name, kTempPrefix, ext + kTempSuffix))
+            return true;
+    }
+    return false;
 }
 
 // An earlier grab's files would mix with this one's and hide its gaps: the folder must be empty,
@@ -76,17 +84,17 @@ void prepareFolder(const std::string& dir, bool overwrite) {
     }
     if (ec) throw ToolError("cannot read the folder \"" + dir + "\": " + ec.message());
     if (!overwrite && (!earlier.empty() || !other.empty()))
-        throw UsageError("--out \"" + dir + "\" is not empty (it holds \"" +
-                         (earlier.empty() ? other : earlier.front().filename().string()) +
-                         "\"): choose a new or empty folder, or --overwrite to replace its frame_*.png and " +
-                         kCsvName);
+        throw UsageError(
+            "--out \"" + dir + "\" is not empty (it holds \"" +
+            (earlier.empty() ? other : earlier.front().filename().string()) +
+            "\"): choose a new or empty folder, or --overwrite to replace its frame_* files and " + kCsvName);
     for (const fs::path& p : earlier)
         if (!fs::remove(p, ec) && ec)
             throw ToolError("cannot remove \"" + p.string() + "\": " + ec.message());
 }
 
 // A picture is written under a temporary name in its folder and renamed when complete, so that
-// an interruption or failure never leaves a partial PNG under a frame's name.
+// an interruption or failure never leaves a partial file under a frame's name.
 class TempFile {
   public:
     TempFile(const fs::path& dir, const std::string& name)
@@ -234,6 +242,10 @@ GrabResult grab(Board& board, const GrabOptions& options, const GrabProgress& pr
     prepareFolder(options.outDir, options.overwrite);
     const fs::path dir(options.outDir);
     FrameList list(dir / kCsvName);
+    // Writers encode while the acquisition goes on; with one spare buffer each, a writer never
+    // waits for a copy.
+    const unsigned writers =
+        options.writers > 0 ? options.writers : std::clamp(std::thread::hardware_concurrency(), 2u, 4u);
     // Counted from here on; not every SDK offers the flag.
     const uint32_t apply = kApply;
     Fg_setParameterWithType(board.handle(), FG_MISSING_CAMERA_FRAME_RESPONSE_CLEAR, &apply, 0,
@@ -248,6 +260,8 @@ GrabResult grab(Board& board, const GrabOptions& options, const GrabProgress& pr
     Acquisition acquisition(board.handle(), format.bytes(), buffers);
     dma_mem* const memory = acquisition.memory();
     GrabResult result;
+    long written = 0;  // by the writers, read once they are drained
+    WriterPool pool(writers, 2 * size_t{writers}, format.bytes());
     const auto started = Clock::now();
     acquisition.start(options.continuous ? GRAB_INFINITE : options.frames);
     if (trigger) trigger->start();
@@ -275,7 +289,7 @@ GrabResult grab(Board& board, const GrabOptions& options, const GrabProgress& pr
         }
     };
 
-    double writeSeconds = 0;  // a running mean of one picture's encoding and writing
+    double writeSeconds = 0;  // a running mean of the time one picture keeps the loop from the ring
     long next = 1, droppedBefore = 0, lostBefore = 0;
     auto lastMissedCheck = started;
     while (options.continuous || next <= options.frames) {
@@ -307,14 +321,17 @@ GrabResult grab(Board& board, const GrabOptions& options, const GrabProgress& pr
             const long needed = std::max(buffers + 1, std::lround(writeSeconds * rate) + 2);
             return "--buffers " + std::to_string(buffers) + " is too few for " +
                    std::to_string(format.width) + " x " + std::to_string(format.height) + " pictures at " +
-                   fixed(rate, 1) + " pictures/s: writing one takes " + fixed(writeSeconds * 1000, 1) +
-                   " ms, but its buffer may be reused after " + std::to_string(buffers - 1) +
-                   " more pictures, " + fixed(rate > 0 ? (buffers - 1) / rate * 1000 : 0, 1) +
+                   fixed(rate, 1) + " pictures/s: taking one out (a free writer included) takes " +
+                   fixed(writeSeconds * 1000, 1) + " ms, but its buffer may be reused after " +
+                   std::to_string(buffers - 1) + " more pictures, " +
+                   fixed(rate > 0 ? (buffers - 1) / rate * 1000 : 0, 1) +
                    " ms; pictures are dropped. Give --buffers " + std::to_string(needed) + " or more";
         };
         // Pictures already overwritten say the same as a predicted overrun; the warning waits for
         // a write so that it can state how long one takes.
-        bool overrun = picture > next || (arriving >= buffers - 1 && rate > 0);
+        // Only a picture whose buffer the rest of the grab reuses can be overrun while it is taken.
+        const bool reused = options.continuous || picture + buffers <= options.frames;
+        bool overrun = picture > next || (reused && arriving >= buffers - 1 && rate > 0);
         droppedBefore += picture - next;
         result.skipped += picture - next;
         next = picture;
@@ -339,23 +356,21 @@ GrabResult grab(Board& board, const GrabOptions& options, const GrabProgress& pr
         const std::string exposureNs = pictureStatus(board, memory, sdk::kStatusExposureStartNs, picture);
 
         const auto writeStart = Clock::now();
-        TempFile file(dir, frameName(picture));
-        const std::string why =
-            writeRgbPng(file.path(), format.width, format.height, 8 * format.bytesPerChannel, pixels, bits);
-        if (!why.empty()) throw ToolError("cannot write \"" + file.path() + "\": " + why);
+        // Copied out of the ring, so that a writer's time does not hold a buffer.
+        unsigned char* copy = pool.buffer();
+        std::memcpy(copy, pixels, format.bytes());
         const double took = std::chrono::duration<double>(Clock::now() - writeStart).count();
         writeSeconds = writeSeconds == 0 ? took : 0.75 * writeSeconds + 0.25 * took;
 
         const long now = Fg_getLastPicNumberEx(board.handle(), 0, memory);
-        const bool reused = options.continuous || picture + buffers <= options.frames;
         const bool mixed = reused && now >= picture + buffers - 1;
         if (overrun || mixed) warnings.once(Warnings::kBuffers, ringTooSmall());
         if (mixed) {
-            // The picture that reuses the buffer may have begun: the file could mix the two.
+            // The picture that reuses the buffer may have begun: the copy could mix the two.
+            pool.release(copy);
             ++result.skipped;
             ++droppedBefore;
         } else {
-            file.commit();
             if constexpr (sdk::kStatusLostPictures >= 0) {
                 const long lost = Fg_getStatusEx(board.handle(), sdk::kStatusLostPictures, 0, 0, memory);
                 if (lost > lostBefore) {
@@ -363,9 +378,20 @@ GrabResult grab(Board& board, const GrabOptions& options, const GrabProgress& pr
                     lostBefore = lost;
                 }
             }
-            list.add(picture, cameraFrame, exposureNs, droppedBefore);
+            auto file = std::make_shared<TempFile>(dir, frameName(picture, options.format));
+            pool.submit(
+                copy,
+                [file, format, bits, type = options.format](const unsigned char* picturePixels) {
+                    const std::string why = writeImage(type, file->path(), format.width, format.height,
+                                                       8 * format.bytesPerChannel, picturePixels, bits);
+                    return why.empty() ? why : "cannot write \"" + file->path() + "\": " + why;
+                },
+                [file, &list, &written, picture, cameraFrame, exposureNs, droppedBefore] {
+                    file->commit();
+                    list.add(picture, cameraFrame, exposureNs, droppedBefore);
+                    ++written;
+                });
             droppedBefore = 0;
-            ++result.written;
         }
         ++next;
         if (progress) progress(options.continuous ? next - 1 : std::min(next - 1, options.frames), total);
@@ -374,6 +400,9 @@ GrabResult grab(Board& board, const GrabOptions& options, const GrabProgress& pr
             lastMissedCheck = Clock::now();
         }
     }
+    // The pictures in hand are completed, on a stop request too.
+    pool.drain();
+    result.written = written;
     result.seconds = std::chrono::duration<double>(Clock::now() - started).count();
     if (trigger) trigger->stop();
 

@@ -1,4 +1,4 @@
-// Acquires pictures from a board into PNG files.
+// Acquires pictures from a board into image files.
 #pragma once
 
 #include <atomic>
@@ -8,6 +8,7 @@
 #include <string>
 
 #include "Board.h"
+#include "ImageFile.h"
 
 namespace pellucid {
 
@@ -22,6 +23,8 @@ struct GrabOptions {
     bool continuous = false;     // until `stop`, instead of `frames`
     bool overwrite = false;      // replace an earlier grab's files in outDir
     double softwareTrigger = 0;  // pulses/s in software-trigger mode; 0: the trigger as set
+    ImageFormat format = ImageFormat::png;
+    unsigned writers = 0;                    // threads writing files; 0: one a core, 2..4
     const std::atomic<int>* stop = nullptr;  // non-zero (a signal number): end after the picture in hand
     GrabWarning warn;                        // default: standard error
 };
@@ -74,9 +77,10 @@ class Acquisition {
 // 0 for a continuous grab.
 using GrabProgress = std::function<void(long done, long total)>;
 
-// Grabs pictures on DMA 0 with the board's current settings into `outDir/frame_NNNNNN.png`, named
-// by picture number, and lists them in `outDir/frames.csv`. Throws UsageError for an output
-// folder that holds files (without `overwrite`) or a trigger rate the board cannot run at, before
+// Grabs pictures on DMA 0 with the board's current settings into `outDir/frame_NNNNNN.<format>`,
+// named by picture number, written on writer threads while acquiring, and lists them in picture
+// order in `outDir/frames.csv`. A stop request completes the pictures already taken. Throws UsageError for an
+// output folder that holds files (without `overwrite`) or a trigger rate the board cannot run at, before
 // acquiring; ToolError on every other failure, with the acquisition stopped, the buffers freed
 // and no partial file left.
 GrabResult grab(Board& board, const GrabOptions& options, const GrabProgress& progress);

@@ -1,79 +1,142 @@
 #include "Png.h"
 
-#include <png.h>
+#include <libdeflate.h>
+#include <zlib.h>
 
+#include <algorithm>
 #include <cerrno>
-#include <csetjmp>
 #include <cstdio>
 #include <cstring>
+#include <memory>
+#include <vector>
 
 namespace pellucid {
 namespace {
 
-constexpr size_t kWhyCapacity = 256;
+constexpr unsigned char kSignature[8] = {0x89, 'P', 'N', 'G', '\r', '\n', 0x1a, '\n'};
+constexpr unsigned char kFilterSub = 1;
+constexpr int kColorRgb = 2;
+// Keeps the chunks far below PNG's 2^31 limit and a reader's buffers small.
+constexpr int kLevel = 1;
+constexpr size_t kIdatBytes = size_t{1} << 20;
 
-// libpng reports errors by longjmp: keep every object with a destructor out of this function.
-bool writeRows(std::FILE* file, uint32_t width, uint32_t height, int bitDepth, const unsigned char* pixels,
-               SampleBits bits, char* why, size_t whyLen) {
-    png_structp png = png_create_write_struct(PNG_LIBPNG_VER_STRING, why, nullptr, nullptr);
-    if (png == nullptr) {
-        std::snprintf(why, whyLen, "out of memory");
-        return false;
+void putBig32(unsigned char* p, uint32_t v) {
+    p[0] = static_cast<unsigned char>(v >> 24);
+    p[1] = static_cast<unsigned char>(v >> 16);
+    p[2] = static_cast<unsigned char>(v >> 8);
+    p[3] = static_cast<unsigned char>(v);
+}
+
+struct FileCloser {
+    void operator()(std::FILE* f) const { std::fclose(f); }
+};
+
+class ChunkWriter {
+  public:
+    explicit ChunkWriter(std::FILE* file) : file_(file) {}
+    bool put(const char type[4], const unsigned char* data, size_t size) {
+        unsigned char head[8], tail[4];
+        putBig32(head, static_cast<uint32_t>(size));
+        std::memcpy(head + 4, type, 4);
+        uLong crc = crc32(0, head + 4, 4);
+        if (size > 0) crc = crc32_z(crc, data, size);
+        putBig32(tail, static_cast<uint32_t>(crc));
+        return std::fwrite(head, 1, 8, file_) == 8 &&
+               (size == 0 || std::fwrite(data, 1, size, file_) == size) &&
+               std::fwrite(tail, 1, 4, file_) == 4;
     }
-    png_infop info = png_create_info_struct(png);
-    if (info == nullptr) {
-        png_destroy_write_struct(&png, nullptr);
-        std::snprintf(why, whyLen, "out of memory");
-        return false;
+
+  private:
+    std::FILE* file_;
+};
+
+// One row as PNG stores it: the filter byte, then each byte less the same byte of the pixel
+// before. The one fixed filter halves a camera picture at a fraction of the time an adaptive
+// choice takes, and makes runs of the flat areas that run-length matching finds at once.
+void filterRow(const unsigned char* pixels, uint32_t width, int bitDepth, SampleBits bits, unsigned char* raw,
+               unsigned char* out) {
+    const size_t samples = size_t{width} * 3;
+    const unsigned char* row = pixels;
+    if (bitDepth == 16) {
+        const bool scale = bits.significant < 16 && bits.lowAligned;
+        for (size_t i = 0; i < samples; ++i) {
+            uint16_t v = static_cast<uint16_t>(pixels[2 * i] | pixels[2 * i + 1] << 8);
+            if (scale) v = scaleUp(v, bits.significant);
+            raw[2 * i] = static_cast<unsigned char>(v >> 8);
+            raw[2 * i + 1] = static_cast<unsigned char>(v);
+        }
+        row = raw;
     }
-    png_set_error_fn(
-        png, why,
-        [](png_structp p, png_const_charp msg) {
-            auto* text = static_cast<char*>(png_get_error_ptr(p));
-            std::snprintf(text, kWhyCapacity, "%s", msg);
-            png_longjmp(p, 1);
-        },
-        nullptr);
-    if (setjmp(png_jmpbuf(png))) {
-        png_destroy_write_struct(&png, &info);
-        return false;
+    const size_t bytes = samples * static_cast<size_t>(bitDepth / 8);
+    const size_t bpp = static_cast<size_t>(3 * bitDepth / 8);
+    out[0] = kFilterSub;
+    std::memcpy(out + 1, row, bpp);
+    for (size_t i = bpp; i < bytes; ++i) out[1 + i] = static_cast<unsigned char>(row[i] - row[i - bpp]);
+}
+
+std::string encode(std::FILE* file, uint32_t width, uint32_t height, int bitDepth,
+                   const unsigned char* pixels, SampleBits bits) {
+    const size_t rowBytes = size_t{width} * 3 * static_cast<size_t>(bitDepth / 8);
+    ChunkWriter out(file);
+    unsigned char header[13];
+    putBig32(header, width);
+    putBig32(header + 4, height);
+    header[8] = static_cast<unsigned char>(bitDepth);
+    header[9] = kColorRgb;
+    header[10] = header[11] = header[12] = 0;  // deflate, adaptive filtering, no interlace
+    if (std::fwrite(kSignature, 1, 8, file) != 8 || !out.put("IHDR", header, sizeof header))
+        return std::strerror(errno);
+    if (bitDepth == 16 && bits.significant < 16) {
+        const unsigned char sbit[3] = {static_cast<unsigned char>(bits.significant),
+                                       static_cast<unsigned char>(bits.significant),
+                                       static_cast<unsigned char>(bits.significant)};
+        if (!out.put("sBIT", sbit, 3)) return std::strerror(errno);
     }
-    png_init_io(png, file);
-    // A grab has to keep up with the camera: the fastest deflate, and the one filter that still
-    // halves the file at a fraction of the adaptive filter choice's time.
-    png_set_compression_level(png, 1);
-    png_set_filter(png, 0, PNG_FILTER_SUB);
-    png_set_IHDR(png, info, width, height, bitDepth, PNG_COLOR_TYPE_RGB, PNG_INTERLACE_NONE,
-                 PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
-    const bool partial = bitDepth == 16 && bits.significant < 16;
-    png_color_8 sig{};
-    sig.red = sig.green = sig.blue = static_cast<png_byte>(bits.significant);
-    if (partial) png_set_sBIT(png, info, &sig);
-    png_write_info(png, info);
-    if (bitDepth == 16) png_set_swap(png);  // the buffer holds little-endian samples, PNG wants big
-    // Readers take a sample as a fraction of 65535: low-aligned values would come out dark.
-    if (partial && bits.lowAligned) png_set_shift(png, &sig);
-    const size_t rowBytes = static_cast<size_t>(width) * 3 * (bitDepth / 8);
-    for (uint32_t y = 0; y < height; ++y) png_write_row(png, pixels + y * rowBytes);
-    png_write_end(png, nullptr);
-    png_destroy_write_struct(&png, &info);
-    return true;
+
+    // The whole picture filtered, then compressed in one call: libdeflate's fastest level matches
+    // zlib's in size at a fraction of its time, and needs no streaming.
+    const size_t filteredBytes = (rowBytes + 1) * height;
+    // Kept by each writing thread: fresh pages for every picture cost as much as the compression.
+    thread_local std::vector<unsigned char> raw, filtered, deflated;
+    raw.resize(rowBytes);
+    filtered.resize(filteredBytes);
+    for (uint32_t y = 0; y < height; ++y)
+        filterRow(pixels + y * rowBytes, width, bitDepth, bits, raw.data(),
+                  filtered.data() + y * (rowBytes + 1));
+    thread_local const std::unique_ptr<libdeflate_compressor, void (*)(libdeflate_compressor*)> compressor(
+        libdeflate_alloc_compressor(kLevel), libdeflate_free_compressor);
+    if (compressor == nullptr) return "out of memory";
+    deflated.resize(libdeflate_zlib_compress_bound(compressor.get(), filteredBytes));
+    const size_t size = libdeflate_zlib_compress(compressor.get(), filtered.data(), filteredBytes,
+                                                 deflated.data(), deflated.size());
+    if (size == 0) return "cannot compress the image";
+    for (size_t at = 0; at < size; at += kIdatBytes)
+        if (!out.put("IDAT", deflated.data() + at, std::min(kIdatBytes, size - at)))
+            return std::strerror(errno);
+    if (!out.put("IEND", nullptr, 0)) return std::strerror(errno);
+    return {};
 }
 
 }  // namespace
+
+uint16_t scaleUp(uint16_t v, int significant) {
+    uint32_t out = 0;
+    for (int shift = 16 - significant; shift > -significant; shift -= significant)
+        out |= shift > 0 ? uint32_t{v} << shift : uint32_t{v} >> -shift;
+    return static_cast<uint16_t>(out);
+}
 
 std::string writeRgbPng(const std::string& path, uint32_t width, uint32_t height, int bitDepth,
                         const unsigned char* pixels, SampleBits bits) {
     if (pixels == nullptr || width == 0 || height == 0 || (bitDepth != 8 && bitDepth != 16))
         return "no image to write";
     if (bits.significant < 1 || bits.significant > 16) return "significant bits must be 1..16";
-    std::FILE* file = std::fopen(path.c_str(), "wb");
+    if (width > 0x7fffffffu / 6 || height > 0x7fffffffu) return "the image is too large for a PNG file";
+    std::unique_ptr<std::FILE, FileCloser> file(std::fopen(path.c_str(), "wb"));
     if (file == nullptr) return std::strerror(errno);
-    char why[kWhyCapacity] = "";
-    const bool written = writeRows(file, width, height, bitDepth, pixels, bits, why, sizeof why);
-    const bool closed = std::fclose(file) == 0;
-    if (!written) return why[0] != '\0' ? why : "cannot encode the image";
-    if (!closed) return std::strerror(errno);
+    std::string why = encode(file.get(), width, height, bitDepth, pixels, bits);
+    if (!why.empty()) return why;
+    if (std::fclose(file.release()) != 0) return std::strerror(errno);
     return {};
 }
 

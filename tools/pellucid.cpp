@@ -187,14 +187,20 @@ int main(int argc, char** argv) {
     docs->add_option("FILE", docsPath, "output file (default: standard output)");
 
     pellucid::GrabOptions grabOptions;
-    auto* grab = app.add_subcommand("grab", "acquire frames into PNG files");
+    auto* grab = app.add_subcommand("grab", "acquire frames into PNG, TIFF or NumPy files");
     auto* frames = grab->add_option("--frames", grabOptions.frames, "number of frames (default: 1)")
                        ->check(CLI::Range(1L, 100000000L));
     grab->add_flag("--continuous", grabOptions.continuous, "grab until interrupted (SIGINT, SIGTERM)")
         ->excludes(frames);
     grab->add_option("--out", grabOptions.outDir, "output folder, empty or new")->required();
     grab->add_flag("--overwrite", grabOptions.overwrite,
-                   "replace the frame_*.png and frames.csv of an earlier grab in the output folder");
+                   "replace the frame_* files and frames.csv of an earlier grab in the output folder");
+    std::map<std::string, pellucid::ImageFormat> formats;
+    for (pellucid::ImageFormat f : pellucid::kImageFormats) formats[pellucid::extension(f)] = f;
+    grab->add_option("--format", grabOptions.format,
+                     "file format: png (compressed), tiff or npy (uncompressed, at the disk's speed)")
+        ->transform(CLI::CheckedTransformer(formats))
+        ->option_text("png|tiff|npy");
     grab->add_option("--timeout", grabOptions.timeoutSeconds, "seconds to wait for each frame")
         ->capture_default_str()
         ->check(CLI::Range(0, 86400));

@@ -257,6 +257,7 @@ TEST_F(CliTest, WrongUsageExitsWithTwoAndTheParsersMessage) {
         {"grab --frames 0 --out d", ""},
         {"grab --frames 2 --continuous --out d", ""},
         {"grab --buffers 1 --out d", ""},
+        {"grab --format jpeg --out d", "png"},
         {"grab --software-trigger 0 --out d", ""},
         {"grab --software-trigger 1e9 --out d", ""},
         {"get --config /nonexistent.mcf FG_WIDTH", ""},

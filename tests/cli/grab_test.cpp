@@ -4,8 +4,10 @@
 
 #include <atomic>
 #include <chrono>
+#include <csignal>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <sstream>
 #include <thread>
 
@@ -46,7 +48,8 @@ class GrabTest : public ::testing::Test {
 
     // Grabs while a helper completes `batch` pictures every `pause` until the grab is over.
     pellucid::GrabResult grabFed(const pellucid::GrabOptions& options, unsigned batch,
-                                 std::chrono::milliseconds pause = std::chrono::milliseconds(1)) {
+                                 std::chrono::milliseconds pause = std::chrono::milliseconds(1),
+                                 std::function<void(long)> handled = {}) {
         std::atomic<bool> done{false};
         std::thread feeder([&] {
             for (; !done; std::this_thread::sleep_for(pause)) vboard::control::deliverFrames(batch);
@@ -59,7 +62,9 @@ class GrabTest : public ::testing::Test {
                 t.join();
             }
         } join{done, feeder};
-        return pellucid::grab(board_, options, {});
+        return pellucid::grab(board_, options, [&](long done, long) {
+            if (handled) handled(done);
+        });
     }
 
     fs::path dir_;
@@ -95,6 +100,59 @@ TEST_F(GrabTest, PicturesThatMayHaveBeenReusedWhileWrittenAreDroppedAndTooFewBuf
                   warnings_.begin(), warnings_.end(),
                   [](const std::string& w) { return w.starts_with("--buffers 2 is too few for 64 x 64"); }),
               1);
+}
+
+// Writers finish out of order; a stop while they are busy completes the pictures in hand.
+TEST_F(GrabTest, AStopWhileWritersAreBusyCompletesThePicturesInHandListedInPictureOrder) {
+    board_.assign("FG_HEIGHT=256");
+    std::atomic<int> stop{0};
+    pellucid::GrabOptions o = options(0, 16);
+    o.continuous = true;
+    o.writers = 3;
+    o.stop = &stop;
+    const pellucid::GrabResult r = grabFed(o, 1, std::chrono::milliseconds(1), [&](long handled) {
+        if (handled >= 30) stop = SIGINT;
+    });
+    EXPECT_EQ(r.signal, SIGINT);
+    std::istringstream csv(slurp(dir_ / "frames.csv"));
+    std::string line;
+    std::getline(csv, line);
+    long previous = 0, lines = 0;
+    while (std::getline(csv, line)) {
+        const long picture = std::stol(line);
+        EXPECT_GT(picture, previous) << line;
+        char name[32];
+        std::snprintf(name, sizeof name, "frame_%06ld.png", picture);
+        EXPECT_TRUE(fs::exists(dir_ / name)) << name;
+        previous = picture;
+        ++lines;
+    }
+    EXPECT_EQ(lines, r.written);
+    EXPECT_GE(r.written, 1);
+    EXPECT_EQ(std::distance(fs::directory_iterator(dir_), fs::directory_iterator()),
+              r.written + 1);  // no temp files
+}
+
+TEST_F(GrabTest, AFolderThatBecomesUnwritableEndsTheGrabWithTheWritersError) {
+    const fs::path gone = dir_.string() + ".gone";
+    for (pellucid::ImageFormat f : pellucid::kImageFormats) {
+        fs::remove_all(gone);
+        pellucid::GrabOptions o = options(200, 8);
+        o.format = f;
+        try {
+            grabFed(o, 1, std::chrono::milliseconds(1), [&](long handled) {
+                // Moved away at once, while writers may be creating files in it.
+                if (handled >= 5 && fs::exists(dir_)) fs::rename(dir_, gone);
+            });
+            ADD_FAILURE() << pellucid::extension(f) << ": the grab went on";
+        } catch (const pellucid::ToolError& e) {
+            // The writing or the renaming of a picture under way, whichever meets the move.
+            EXPECT_TRUE(std::string(e.what()).starts_with("cannot write") ||
+                        std::string(e.what()).starts_with("cannot rename"))
+                << e.what();
+        }
+    }
+    fs::remove_all(gone);
 }
 
 TEST_F(GrabTest, AnOutputFolderWithFilesIsRefusedOrItsEarlierGrabReplaced) {
@@ -137,7 +195,8 @@ TEST_F(GrabTest, WarningsNameWhatSpoilsTheGrab) {
         for (const std::string& s : c.sets) board_.assign(s);
         warnings_.clear();
         grabFed(options(2), 1);
-        ASSERT_EQ(warnings_.size(), c.warning.empty() ? 0u : 1u) << c.sets[0];
+        ASSERT_EQ(warnings_.size(), c.warning.empty() ? 0u : 1u)
+            << c.sets[0] << (warnings_.empty() ? "" : warnings_[0]);
         if (!c.warning.empty()) {
             EXPECT_NE(warnings_[0].find(c.warning), std::string::npos) << warnings_[0];
         }
