@@ -3,6 +3,7 @@
 #include <dlfcn.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -12,6 +13,7 @@
 #include <string>
 
 #include "parameterInfo.h"
+#include "pipeline.h"
 #include "sdk_handle.h"
 #include "vboard/fglib_ext.h"
 
@@ -66,6 +68,9 @@ int environmentBench(Board* b, std::optional<Bench>& bench, std::shared_ptr<Scen
     }
 }
 
+// Open handles: when the last closes, the image path's workers stop with it.
+std::atomic<int> openHandles{0};
+
 Handle* newHandle(Board* board) {
     auto* h = new (std::nothrow) Handle{};
     if (h == nullptr) return nullptr;
@@ -75,6 +80,7 @@ Handle* newHandle(Board* board) {
         return nullptr;
     }
     h->state->board = board;
+    ++openHandles;
     return h;
 }
 
@@ -83,6 +89,7 @@ void deleteHandle(Fg_Struct* fg) {
     h->state->magic = 0;
     delete h->state;
     delete h;
+    if (--openHandles == 0) vboard::stopPipelineWorkers();
 }
 
 // ---- value conversion between the caller's memory and the board ----

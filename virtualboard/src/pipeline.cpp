@@ -1,5 +1,7 @@
 #include "pipeline.h"
 
+#include "frame_pool.h"
+
 #include <algorithm>
 #include <cstring>
 #include <memory>
@@ -233,20 +235,21 @@ struct IndexPasses {
     }
 };
 
+// Lines [y0, y1) of the output. A band reads the input lines either side of it as the whole frame
+// would (mirrored at the frame's edges only), so bands side by side give the one-thread picture.
 template <typename Out>
-void run(const RawFrame& f, const DesignSettings& s, Kernel kernel, Out* out) {
+void runBand(const RawFrame& f, const DesignSettings& s, const Tables<Out>& tables, const IndexPasses& passes,
+             uint32_t y0, uint32_t y1, Out* out) {
     const uint32_t w = s.width, h = s.height;
-    const Tables<Out>& tables = tablesFor<Out>(s);
-    const IndexPasses passes = IndexPasses::choose(kernel);
     // Each line has the slack the last vector of the index pass reads.
     const size_t stride = size_t{w} + 2 + kSlack;
     std::vector<uint16_t> ring(3 * stride);
     uint16_t* lines[3] = {ring.data(), ring.data() + stride, ring.data() + 2 * stride};
-    fillLine(f, s, mirror(-1, h), lines[0]);
-    fillLine(f, s, 0, lines[1]);
+    fillLine(f, s, mirror(long{y0} - 1, h), lines[0]);
+    fillLine(f, s, y0, lines[1]);
     const uint32_t pattern = s.bayer & 3;
     Indices indices(w);
-    for (uint32_t y = 0; y < h; ++y) {
+    for (uint32_t y = y0; y < y1; ++y) {
         fillLine(f, s, mirror(long{y} + 1, h), lines[2]);
         const Colour first = kLayout[pattern][y & 1][0];
         const Colour second = kLayout[pattern][y & 1][1];
@@ -255,6 +258,23 @@ void run(const RawFrame& f, const DesignSettings& s, Kernel kernel, Out* out) {
         lookUp(indices, w, tables, out + size_t{y} * w * 3);
         std::rotate(lines, lines + 1, lines + 3);
     }
+}
+
+// Several bands a thread, taken in turn: a thread the shared machine holds back takes fewer.
+constexpr uint32_t kBandsPerThread = 4;
+
+template <typename Out>
+void run(const RawFrame& f, const DesignSettings& s, Kernel kernel, unsigned threads, Out* out) {
+    const Tables<Out>& tables = tablesFor<Out>(s);
+    const IndexPasses passes = IndexPasses::choose(kernel);
+    const unsigned helpers = threads == 1 ? 0 : FramePool::instance().helpers(threads);
+    if (helpers == 0) return runBand(f, s, tables, passes, 0, s.height, out);
+    const uint32_t bands = std::min<uint32_t>(s.height, (helpers + 1) * kBandsPerThread);
+    FramePool::instance().run(bands, helpers, [&](uint32_t band) {
+        const auto y0 = static_cast<uint32_t>(uint64_t{s.height} * band / bands);
+        const auto y1 = static_cast<uint32_t>(uint64_t{s.height} * (band + 1) / bands);
+        runBand(f, s, tables, passes, y0, y1, out);
+    });
 }
 
 }  // namespace
@@ -284,17 +304,25 @@ size_t imageBytes(const DesignSettings& s) {
     return size_t{s.width} * s.height * (s.col24 ? 3 : 6);
 }
 
-void process(const RawFrame& frame, const DesignSettings& s, uint8_t* out, Kernel kernel) {
+void process(const RawFrame& frame, const DesignSettings& s, uint8_t* out, Kernel kernel, unsigned threads) {
     if (out == nullptr || s.width == 0 || s.height == 0) return;
     // A frame short of its pixels counts as no camera image: all of the cut-out lies outside.
     static const RawFrame empty;
     const RawFrame& f = frame.pixels.size() < size_t{frame.width} * frame.height ? empty : frame;
     if (s.col24) {
-        run(f, s, kernel, out);
+        run(f, s, kernel, threads, out);
     } else {
         // The buffers are host memory of the SDK's allocation: 16-bit aligned, little-endian.
-        run(f, s, kernel, reinterpret_cast<uint16_t*>(out));
+        run(f, s, kernel, threads, reinterpret_cast<uint16_t*>(out));
     }
+}
+
+unsigned pipelineWorkers() {
+    return FramePool::instance().running();
+}
+
+void stopPipelineWorkers() {
+    FramePool::instance().stop();
 }
 
 }  // namespace vboard

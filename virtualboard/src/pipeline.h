@@ -50,7 +50,15 @@ enum class Kernel { best, portable };
 // Runs the frame through the image path into `out` (imageBytes(s) bytes). Pixels of the cut-out
 // outside the camera image are 0. The demosaicing mirrors the cut-out at its borders (the line or
 // column next to the edge stands in for the missing one), which keeps the colour pattern intact.
+// Bands of lines run on the calling thread and the library's workers, at most `threads` at once
+// (0: as many as there are cores; 1: the calling thread alone); the picture is the same either way.
+// A band that fails throws here once the others have ended.
 VBOARD_EXPORT void process(const RawFrame& frame, const DesignSettings& s, uint8_t* out,
-                           Kernel kernel = Kernel::best);
+                           Kernel kernel = Kernel::best, unsigned threads = 0);
+
+// The workers running beside the frames' own threads, and their stop (the next frame starts them
+// again). The library stops them itself when it unloads.
+VBOARD_EXPORT unsigned pipelineWorkers();
+VBOARD_EXPORT void stopPipelineWorkers();
 
 }  // namespace vboard
