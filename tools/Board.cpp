@@ -1,7 +1,6 @@
 #include "Board.h"
 
 #include <dlfcn.h>
-#include <unistd.h>
 
 #include <cerrno>
 #include <charconv>
@@ -15,6 +14,7 @@
 
 #include "ConfigCheck.h"
 #include "ParameterTree.h"
+#include "ScratchFolder.h"
 #include "Text.h"
 #include "fglib5.h"
 
@@ -282,15 +282,8 @@ void Board::assign(const std::string& assignment) {
 
 void Board::loadConfig(const std::string& path) {
     // The applet may have applied part of a file it refuses: keep what was there to go back to.
-    std::string snapshot = (std::filesystem::temp_directory_path() / "pellucid-XXXXXX.mcf").string();
-    const int fd = mkstemps(snapshot.data(), 4);
-    if (fd < 0)
-        throw ToolError("cannot create a temporary file in " + snapshot + ": " + std::strerror(errno));
-    close(fd);
-    struct Remove {
-        const std::string& path;
-        ~Remove() { std::remove(path.c_str()); }
-    } removeSnapshot{snapshot};
+    const ScratchFolder scratch;
+    const std::string snapshot = scratch.file("snapshot.mcf");
     saveConfig(snapshot);
 
     const int rc = Fg_loadConfig(fg_, path.c_str());

@@ -5,7 +5,6 @@
 
 #include <cstdlib>
 #include <fstream>
-#include <system_error>
 
 #include "ParameterJson.h"
 
@@ -49,8 +48,6 @@ BenchScene::BenchScene() {
 }
 
 BenchScene::~BenchScene() {
-    std::error_code ec;
-    if (!folder_.empty()) fs::remove_all(folder_, ec);
     setBenchVariable(original_);
 }
 
@@ -88,14 +85,10 @@ void BenchScene::choose(Board& board, const json& request) {
     json bench = base_;
     bench["scene"] = scene;
 
-    if (folder_.empty()) {
-        std::string pattern = (fs::temp_directory_path() / "pellucid-view-XXXXXX").string();
-        if (mkdtemp(pattern.data()) == nullptr) throw ToolError("cannot create a temporary folder");
-        folder_ = pattern;
-    }
-    const std::string benchPath = (folder_ / ("bench" + std::to_string(++written_) + ".json")).string();
+    if (!folder_) folder_.emplace();
+    const std::string benchPath = folder_->file("bench" + std::to_string(++written_) + ".json");
     std::ofstream(benchPath) << bench.dump(2);
-    const std::string settings = (folder_ / "settings.mcf").string();
+    const std::string settings = folder_->file("settings.mcf");
     board.saveConfig(settings);
     const char* before = std::getenv(kBenchVariable);
     const std::string previous = before != nullptr ? before : "";

@@ -3,11 +3,12 @@
 // keeps its settings. Other SDKs have no bench: the choice is then unavailable.
 #pragma once
 
-#include <filesystem>
 #include <nlohmann/json.hpp>
+#include <optional>
 #include <string>
 
 #include "Board.h"
+#include "ScratchFolder.h"
 
 namespace pellucid::viewer {
 
@@ -34,8 +35,8 @@ class BenchScene {
     bool available_ = false;
     nlohmann::json base_;  // the bench description without its scene
     nlohmann::json current_ = {{"kind", "chart"}, {"path", ""}};
-    std::filesystem::path folder_;  // the descriptions written, removed at the end
-    std::string original_;          // PELLUCID_BENCH as it was
+    std::optional<ScratchFolder> folder_;  // the descriptions written
+    std::string original_;                 // PELLUCID_BENCH as it was
     int written_ = 0;
 };
 

@@ -23,6 +23,7 @@
 #include "LiveFrames.h"
 #include "PageAssets.h"
 #include "ParameterJson.h"
+#include "ScratchFolder.h"
 
 namespace pellucid::viewer {
 namespace {
@@ -69,29 +70,6 @@ json parseBody(const httplib::Request& req) {
         throw HttpError(400, "the request body is not a JSON object");
     return body;
 }
-
-// A file in a folder of its own, gone with the object.
-class TemporaryFile {
-  public:
-    explicit TemporaryFile(const std::string& name) {
-        std::string pattern = (fs::temp_directory_path() / "pellucid-view-XXXXXX").string();
-        if (mkdtemp(pattern.data()) == nullptr)
-            throw ToolError("cannot create a temporary folder: " + std::string(std::strerror(errno)));
-        folder_ = pattern;
-        path_ = (folder_ / name).string();
-    }
-    ~TemporaryFile() {
-        std::error_code ec;
-        fs::remove_all(folder_, ec);
-    }
-    TemporaryFile(const TemporaryFile&) = delete;
-    TemporaryFile& operator=(const TemporaryFile&) = delete;
-    const std::string& path() const { return path_; }
-
-  private:
-    fs::path folder_;
-    std::string path_;
-};
 
 std::string slurp(const std::string& path) {
     std::ifstream in(path, std::ios::binary);
@@ -215,30 +193,32 @@ struct Viewer::Impl {
             res.set_content(reinterpret_cast<const char*>(f.jpeg->data()), f.jpeg->size(), "image/jpeg");
         });
         server.Get("/api/config", [this](const httplib::Request&, httplib::Response& res) {
-            const TemporaryFile file("board.mcf");
+            const ScratchFolder scratch;
+            const std::string path = scratch.file("board.mcf");
             {
                 std::lock_guard lock(boardMutex);
-                board.saveConfig(file.path());
+                board.saveConfig(path);
             }
             res.set_header("Cache-Control", "no-store");
             res.set_header("Content-Disposition",
                            "attachment; filename=\"board" + std::to_string(board.index()) + ".mcf\"");
-            res.set_content(slurp(file.path()), "text/plain; charset=iso-8859-1");
+            res.set_content(slurp(path), "text/plain; charset=iso-8859-1");
         });
         server.Post("/api/config", [this](const httplib::Request& req, httplib::Response& res) {
             if (req.body.empty()) throw HttpError(400, "the request holds no configuration file");
-            const TemporaryFile file("upload.mcf");
-            std::ofstream(file.path(), std::ios::binary) << req.body;
+            const ScratchFolder scratch;
+            const std::string path = scratch.file("upload.mcf");
+            std::ofstream(path, std::ios::binary) << req.body;
             std::lock_guard lock(boardMutex);
             {
                 const LiveFrames::Pause pause(frames);
                 try {
-                    board.loadConfig(file.path());
+                    board.loadConfig(path);
                 } catch (const ToolError& e) {
                     // The file's name on the page is the person's, not the temporary copy's.
                     std::string why = e.what();
-                    if (const size_t at = why.find(file.path()); at != std::string::npos)
-                        why.replace(at, file.path().size(), "the file");
+                    if (const size_t at = why.find(path); at != std::string::npos)
+                        why.replace(at, path.size(), "the file");
                     throw HttpError(400, why);
                 }
             }
