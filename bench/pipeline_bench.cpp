@@ -47,6 +47,26 @@ void BM_BoardPipeline(benchmark::State& state) {
 }
 BENCHMARK(BM_BoardPipeline)->Unit(benchmark::kMillisecond);
 
+// Each kernel this processor has, on one thread.
+void BM_Kernel(benchmark::State& state) {
+    const auto kernel = static_cast<vboard::Kernel>(state.range(0));
+    if (!vboard::kernelAvailable(kernel)) return state.SkipWithError("not on this processor");
+    const vboard::RawFrame f = frame();
+    const vboard::DesignSettings s = settings();
+    std::vector<uint8_t> out(vboard::imageBytes(s));
+    for (auto _ : state) {
+        vboard::process(f, s, out.data(), kernel, 1);
+        benchmark::DoNotOptimize(out.data());
+        benchmark::ClobberMemory();
+    }
+}
+BENCHMARK(BM_Kernel)
+    ->ArgName("kernel")
+    ->Arg(int(vboard::Kernel::avx512))
+    ->Arg(int(vboard::Kernel::avx2))
+    ->Arg(int(vboard::Kernel::portable))
+    ->Unit(benchmark::kMillisecond);
+
 void BM_LibraryDemosaicOnly(benchmark::State& state) {
     cv::setNumThreads(1);  // one core, as the board's path runs
     const vboard::RawFrame f = frame();
