@@ -318,51 +318,19 @@ struct Avx2 : TwoPasses<Avx2> {
     }
 };
 
-// Byte positions of interleaved pixels: for output element k of 3 x 32, where its pixel's colour sits
-// in the sources, red at 0, green at 32, blue at 64 (element k - 64 * part of a 128-element table).
-template <typename Element, int kElements>
-struct Interleave {
-    alignas(64) Element at[kElements];
-    constexpr Interleave(int first, bool redGreenOnly, bool blueIntoPrevious) : at{} {
-        for (int m = 0; m < kElements; ++m) {
-            const int k = first + m, pixel = k / 3, colour = k % 3;
-            if (blueIntoPrevious)  // keep what the first step placed, take blue from the second source
-                at[m] = static_cast<Element>(colour == 2 ? kElements + pixel : m);
-            else if (redGreenOnly)
-                at[m] = static_cast<Element>(colour == 0 ? pixel : colour == 1 ? kElements + pixel : 0);
-            else
-                at[m] = static_cast<Element>(colour * 32 + pixel);
-        }
-    }
-};
-
 // 512-bit vectors: 32 pixels a step, from the input lines to the stores in registers. Sixteen lookups a
-// gather; the three colours interleaved by permutes and stored under a mask, so the last step of a
-// line writes its own pixels only.
+// gather, and byte permutes (one micro-operation each, where word permutes take three) interleave the
+// colours; the stores go under a mask, so the last step of a line writes its own pixels only.
 struct Avx512 {
-    struct Halves {
-        __m512i low, high;
-    };
-
-    // The table entries of 32 indices, in the low bits of two vectors of 32-bit lanes.
-    template <int kScale>
-    [[VBOARD_AVX512]] static Halves gather(__m512i indices, const void* table) {
-        const __m512i low = _mm512_cvtepu16_epi32(_mm512_castsi512_si256(indices));
-        const __m512i high = _mm512_cvtepu16_epi32(_mm512_extracti64x4_epi64(indices, 1));
-        return {_mm512_i32gather_epi32(low, table, kScale), _mm512_i32gather_epi32(high, table, kScale)};
+    // Where output byte k of a 32-pixel step finds its byte in a pair of source vectors, given where
+    // red, green and blue byte `h` of pixel p sit; colours a permute does not take come from byte k of
+    // its first source.
+    template <typename Where>
+    static constexpr std::array<uint8_t, 64> picks(int first, Where where) {
+        std::array<uint8_t, 64> a{};
+        for (int m = 0; m < 64; ++m) a[m] = static_cast<uint8_t>(where(first + m, m));
+        return a;
     }
-
-    // The 32 entries packed: 16-bit ones in order, or bytes in both halves.
-    template <int kScale>
-    [[VBOARD_AVX512]] static __m512i entries(__m512i indices, const void* table, __m512i pick) {
-        const auto [low, high] = gather<kScale>(indices, table);
-        if constexpr (kScale == 2)
-            return _mm512_permutex2var_epi16(low, pick, high);
-        else
-            return _mm512_permutex2var_epi8(low, pick, high);
-    }
-
-    [[VBOARD_AVX512]] static __m512i load(const uint16_t* p) { return _mm512_loadu_si512(p); }
 
     template <bool kFirstGreen, bool kRedLine, typename Out>
     [[VBOARD_AVX512]] static void line(const uint16_t* u, const uint16_t* c, const uint16_t* d, uint32_t width,
@@ -389,49 +357,63 @@ struct Avx512 {
         }
     }
 
+    [[VBOARD_AVX512]] static __m512i load(const uint16_t* p) { return _mm512_loadu_si512(p); }
+
+    // The entries of 32 indices, even pixels from one gather and odd from another, each entry in the
+    // low bits of its pixel's 16-bit lane (8-bit entries: the lane's low byte, the high byte 0, so
+    // that the pixels of a 32-bit lane take its two low bytes).
+    template <int kScale>
+    [[VBOARD_AVX512]] static __m512i entries(__m512i indices, const void* table) {
+        const __m512i even = _mm512_i32gather_epi32(_mm512_and_si512(indices, _mm512_set1_epi32(0xffff)), table, kScale);
+        const __m512i odd = _mm512_i32gather_epi32(_mm512_srli_epi32(indices, 16), table, kScale);
+        if constexpr (kScale == 2)
+            return _mm512_mask_blend_epi16(0xaaaaaaaau, even, _mm512_slli_epi32(odd, 16));
+        else
+            return _mm512_maskz_mov_epi8(0x3333333333333333u,
+                                         _mm512_mask_blend_epi8(0x2222222222222222u, even, _mm512_slli_epi32(odd, 8)));
+    }
+
     // 48 bits a pixel: each output vector takes red and green in one permute and blue in a second.
     [[VBOARD_AVX512]] static void store(__m512i ir, __m512i ig, __m512i ib, const Tables<uint16_t>& t, uint32_t n,
                                         uint16_t* o) {
-        static constexpr Interleave<uint16_t, 32> kFirst[3] = {{0, true, false}, {32, true, false}, {64, true, false}};
-        static constexpr Interleave<uint16_t, 32> kAddBlue[3] = {{0, false, true}, {32, false, true}, {64, false, true}};
-        alignas(64) static constexpr auto kEven = [] {
-            std::array<uint16_t, 32> a{};
-            for (int k = 0; k < 32; ++k) a[k] = static_cast<uint16_t>(2 * k);
-            return a;
-        }();
-        const __m512i even = _mm512_load_si512(kEven.data());
-        const __m512i r = entries<2>(ir, t.t[kRed], even), g = entries<2>(ig, t.t[kGreen], even),
-                      b = entries<2>(ib, t.t[kBlue], even);
+        // Output byte k: word k / 2 of the step, pixel k / 6, colour (k / 2) % 3, byte k % 2.
+        static constexpr auto redGreen = [](int k, int) {
+            const int colour = k / 2 % 3, at = 2 * (k / 6) + k % 2;
+            return colour == 0 ? at : colour == 1 ? 64 + at : 0;
+        };
+        static constexpr auto blue = [](int k, int m) { return k / 2 % 3 == 2 ? 64 + 2 * (k / 6) + k % 2 : m; };
+        alignas(64) static constexpr std::array<uint8_t, 64> kRedGreen[3] = {picks(0, redGreen), picks(64, redGreen),
+                                                                             picks(128, redGreen)};
+        alignas(64) static constexpr std::array<uint8_t, 64> kAddBlue[3] = {picks(0, blue), picks(64, blue),
+                                                                         picks(128, blue)};
+        const __m512i r = entries<2>(ir, t.t[kRed]), g = entries<2>(ig, t.t[kGreen]), b = entries<2>(ib, t.t[kBlue]);
         const uint32_t total = 3 * n;
         for (uint32_t j = 0; j < 3 && 32 * j < total; ++j) {
             const uint32_t m = std::min<uint32_t>(32, total - 32 * j);
             const __mmask32 mask = m == 32 ? ~__mmask32{0} : (__mmask32{1} << m) - 1;
-            const __m512i rg = _mm512_permutex2var_epi16(r, _mm512_load_si512(kFirst[j].at), g);
+            const __m512i rg = _mm512_permutex2var_epi8(r, _mm512_load_si512(kRedGreen[j].data()), g);
             _mm512_mask_storeu_epi16(o + 32 * j, mask,
-                                     _mm512_permutex2var_epi16(rg, _mm512_load_si512(kAddBlue[j].at), b));
+                                     _mm512_permutex2var_epi8(rg, _mm512_load_si512(kAddBlue[j].data()), b));
         }
     }
 
     // 24 bits a pixel: red and green share a vector, so one permute makes each output vector.
     [[VBOARD_AVX512]] static void store(__m512i ir, __m512i ig, __m512i ib, const Tables<uint8_t>& t, uint32_t n,
                                         uint8_t* o) {
-        static constexpr Interleave<uint8_t, 64> kFirst(0, false, false), kSecond(64, false, false);
-        // The low byte of each 32-bit lane, in both halves.
-        alignas(64) static constexpr auto kLowBytes = [] {
-            std::array<uint8_t, 64> a{};
-            for (int k = 0; k < 64; ++k) a[k] = static_cast<uint8_t>(4 * (k % 32));
-            return a;
-        }();
-        const __m512i lowBytes = _mm512_load_si512(kLowBytes.data());
-        const __m512i rg = _mm512_mask_blend_epi64(0xf0, entries<1>(ir, t.t[kRed], lowBytes),
-                                                   entries<1>(ig, t.t[kGreen], lowBytes));
-        const __m512i b = entries<1>(ib, t.t[kBlue], lowBytes);
+        // Pixel p sits at byte 4 (p / 2) + p % 2 of its colour's vector; green two bytes above red.
+        static constexpr auto where = [](int k, int) {
+            const int pixel = k / 3, colour = k % 3, at = 4 * (pixel / 2) + pixel % 2;
+            return colour == 0 ? at : colour == 1 ? at + 2 : 64 + at;
+        };
+        alignas(64) static constexpr std::array<uint8_t, 64> kFirst = picks(0, where), kSecond = picks(64, where);
+        const __m512i rg = _mm512_or_si512(entries<1>(ir, t.t[kRed]), _mm512_slli_epi32(entries<1>(ig, t.t[kGreen]), 16));
+        const __m512i b = entries<1>(ib, t.t[kBlue]);
         const auto maskOf = [](uint32_t m) { return m >= 64 ? ~__mmask64{0} : (__mmask64{1} << m) - 1; };
         const uint32_t total = 3 * n;
-        _mm512_mask_storeu_epi8(o, maskOf(total), _mm512_permutex2var_epi8(rg, _mm512_load_si512(kFirst.at), b));
+        _mm512_mask_storeu_epi8(o, maskOf(total), _mm512_permutex2var_epi8(rg, _mm512_load_si512(kFirst.data()), b));
         if (total > 64)
             _mm512_mask_storeu_epi8(o + 64, maskOf(total - 64),
-                                    _mm512_permutex2var_epi8(rg, _mm512_load_si512(kSecond.at), b));
+                                    _mm512_permutex2var_epi8(rg, _mm512_load_si512(kSecond.data()), b));
     }
 };
 #endif
