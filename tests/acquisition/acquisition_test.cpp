@@ -73,17 +73,18 @@ std::vector<uint8_t> process(const RawFrame& f, const DesignSettings& s) {
 // each input of the tables changes alone: the tables, the green coefficient, the 48-bit alignment. Each
 // kernel the processor has, forced in turn.
 TEST(Pipeline, EveryKernelMatchesThePerPixelModel) {
-    const uint32_t cutOuts[][4] = {{37, 16, 0, 0}, {37, 16, 1, 0}, {37, 16, 0, 1}, {37, 16, 3, 5},
-                                   {17, 5, 0, 0},  {32, 16, 8, 4}, {33, 3, 0, 1},  {19, 7, 40, 20},
-                                   {4, 4, 50, 2},  {2, 2, 5, 5},   {1, 1, 3, 3},   {3, 1, 0, 9},
-                                   {97, 3, 1, 2},  {64, 2, 0, 0},  {75, 4, 40, 3}, {10, 3, 2, 1}, {11, 2, 0, 0}};
+    const uint32_t cutOuts[][4] = {
+        {37, 16, 0, 0}, {37, 16, 1, 0},  {37, 16, 0, 1}, {37, 16, 3, 5}, {17, 5, 0, 0}, {32, 16, 8, 4},
+        {33, 3, 0, 1},  {19, 7, 40, 20}, {4, 4, 50, 2},  {2, 2, 5, 5},   {1, 1, 3, 3},  {3, 1, 0, 9},
+        {97, 3, 1, 2},  {64, 2, 0, 0},   {75, 4, 40, 3}, {10, 3, 2, 1},  {11, 2, 0, 0}};
     const std::pair<bool, bool> formats[] = {{true, true}, {false, true}, {false, false}};  // 24 bits, left
     std::mt19937 rng(1234);
     for (auto kernel : {vboard::Kernel::avx512, vboard::Kernel::avx2, vboard::Kernel::portable}) {
         if (!vboard::kernelAvailable(kernel)) {
             std::cout << "kernel " << int(kernel) << " is not on this processor\n";
-            EXPECT_THROW(vboard::process({}, DesignSettings{1, 1, 1, 1}, std::vector<uint8_t>(3).data(), kernel),
-                         std::invalid_argument);
+            EXPECT_THROW(
+                vboard::process({}, DesignSettings{1, 1, 1, 1}, std::vector<uint8_t>(3).data(), kernel),
+                std::invalid_argument);
             continue;
         }
         for (int bits : {8, 10, 12}) {

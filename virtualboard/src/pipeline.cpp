@@ -9,6 +9,8 @@
 
 #if defined(__x86_64__)
 #include <immintrin.h>
+// The compiler's own vector intrinsics leave lanes undefined on purpose, and it warns about them.
+#pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
 #endif
 
 namespace vboard {
@@ -59,13 +61,15 @@ void fillLine(const RawFrame& f, const DesignSettings& s, long y, uint16_t* p) {
     p[w + 1] = p[mirror(long(w), long(w)) + 1];
 }
 
-// Entries after each table: the vector kernels read four bytes at an entry.
+// Entries before and after each table: the vector kernels read four bytes at an entry or the one
+// before it.
 constexpr size_t kTablePad = 8;
 
 // White balance, lookup table and output coding of one channel, fused into one table.
 template <typename Out>
 struct Tables {
-    alignas(64) Out t[3][4096 + kTablePad] = {};
+    alignas(64) Out front[kTablePad] = {};
+    Out t[3][4096 + kTablePad] = {};
 
     explicit Tables(const DesignSettings& s) {
         for (int c = 0; c < 3; ++c) {
@@ -205,8 +209,8 @@ void lookUp(const Indices& ix, uint32_t width, const Tables<Out>& t, Out* o) {
 
 // One output line from the padded input lines above (u), at (c) and below (d).
 template <typename Out>
-using LineKernel = void (*)(const uint16_t* u, const uint16_t* c, const uint16_t* d, uint32_t width, Indices& ix,
-                            const Tables<Out>& t, Out* o);
+using LineKernel = void (*)(const uint16_t* u, const uint16_t* c, const uint16_t* d, uint32_t width,
+                            Indices& ix, const Tables<Out>& t, Out* o);
 
 // A kernel: its line for each line kind, [first pixel green][line holds red], and output format.
 struct KernelSet {
@@ -292,26 +296,29 @@ struct Avx2 : TwoPasses<Avx2> {
             if constexpr (sizeof(Out) == 2) {
                 // A pixel as 64 bits, red | green | blue | junk, two a lane; then six bytes each.
                 const __m256i rg = _mm256_blend_epi16(r, _mm256_slli_epi32(g, 16), 0xaa);
-                const __m256i pack =
-                    _mm256_setr_epi8(0, 1, 2, 3, 4, 5, 8, 9, 10, 11, 12, 13, -1, -1, -1, -1, 0, 1, 2, 3, 4, 5, 8,
-                                     9, 10, 11, 12, 13, -1, -1, -1, -1);
-                const __m256i first = _mm256_shuffle_epi8(_mm256_unpacklo_epi32(rg, b), pack);  // 0 1 | 4 5
+                const __m256i pack = _mm256_setr_epi8(0, 1, 2, 3, 4, 5, 8, 9, 10, 11, 12, 13, -1, -1, -1, -1,
+                                                      0, 1, 2, 3, 4, 5, 8, 9, 10, 11, 12, 13, -1, -1, -1, -1);
+                const __m256i first = _mm256_shuffle_epi8(_mm256_unpacklo_epi32(rg, b), pack);   // 0 1 | 4 5
                 const __m256i second = _mm256_shuffle_epi8(_mm256_unpackhi_epi32(rg, b), pack);  // 2 3 | 6 7
                 _mm_storeu_si128(at, _mm256_castsi256_si128(first));
-                _mm_storeu_si128(reinterpret_cast<__m128i*>(o + size_t{x} * 3 + 6), _mm256_castsi256_si128(second));
-                _mm_storeu_si128(reinterpret_cast<__m128i*>(o + size_t{x} * 3 + 12), _mm256_extracti128_si256(first, 1));
-                _mm_storeu_si128(reinterpret_cast<__m128i*>(o + size_t{x} * 3 + 18), _mm256_extracti128_si256(second, 1));
+                _mm_storeu_si128(reinterpret_cast<__m128i*>(o + size_t{x} * 3 + 6),
+                                 _mm256_castsi256_si128(second));
+                _mm_storeu_si128(reinterpret_cast<__m128i*>(o + size_t{x} * 3 + 12),
+                                 _mm256_extracti128_si256(first, 1));
+                _mm_storeu_si128(reinterpret_cast<__m128i*>(o + size_t{x} * 3 + 18),
+                                 _mm256_extracti128_si256(second, 1));
             } else {
                 const __m256i byte = _mm256_set1_epi32(0xff);
-                const __m256i rgb = _mm256_or_si256(
-                    _mm256_or_si256(_mm256_and_si256(r, byte), _mm256_slli_epi32(_mm256_and_si256(g, byte), 8)),
-                    _mm256_slli_epi32(_mm256_and_si256(b, byte), 16));
-                const __m256i pack =
-                    _mm256_setr_epi8(0, 1, 2, 4, 5, 6, 8, 9, 10, 12, 13, 14, -1, -1, -1, -1, 0, 1, 2, 4, 5, 6, 8, 9,
-                                     10, 12, 13, 14, -1, -1, -1, -1);
+                const __m256i rgb =
+                    _mm256_or_si256(_mm256_or_si256(_mm256_and_si256(r, byte),
+                                                    _mm256_slli_epi32(_mm256_and_si256(g, byte), 8)),
+                                    _mm256_slli_epi32(_mm256_and_si256(b, byte), 16));
+                const __m256i pack = _mm256_setr_epi8(0, 1, 2, 4, 5, 6, 8, 9, 10, 12, 13, 14, -1, -1, -1, -1,
+                                                      0, 1, 2, 4, 5, 6, 8, 9, 10, 12, 13, 14, -1, -1, -1, -1);
                 const __m256i packed = _mm256_shuffle_epi8(rgb, pack);
                 _mm_storeu_si128(at, _mm256_castsi256_si128(packed));
-                _mm_storeu_si128(reinterpret_cast<__m128i*>(o + size_t{x} * 3 + 12), _mm256_extracti128_si256(packed, 1));
+                _mm_storeu_si128(reinterpret_cast<__m128i*>(o + size_t{x} * 3 + 12),
+                                 _mm256_extracti128_si256(packed, 1));
             }
         }
         lookUpFrom(x, ix, width, t, o);
@@ -333,24 +340,24 @@ struct Avx512 {
     }
 
     template <bool kFirstGreen, bool kRedLine, typename Out>
-    [[VBOARD_AVX512]] static void line(const uint16_t* u, const uint16_t* c, const uint16_t* d, uint32_t width,
-                                       Indices&, const Tables<Out>& t, Out* o) {
+    [[VBOARD_AVX512]] static void line(const uint16_t* u, const uint16_t* c, const uint16_t* d,
+                                       uint32_t width, Indices&, const Tables<Out>& t, Out* o) {
         const __mmask32 green = kFirstGreen ? 0x55555555u : 0xaaaaaaaau;
-        const __m512i one = _mm512_set1_epi16(1), two = _mm512_set1_epi16(2);
+        const __m512i two = _mm512_set1_epi16(2);
         for (uint32_t x = 0; x < width; x += 32) {
-            const __m512i centre = load(c + x + 1);
-            const __m512i across = _mm512_add_epi16(load(c + x), load(c + x + 2));
-            const __m512i along = _mm512_add_epi16(load(u + x + 1), load(d + x + 1));
-            const __m512i cross = _mm512_srli_epi16(_mm512_add_epi16(_mm512_add_epi16(across, along), two), 2);
+            const __m512i left = load(c + x), centre = load(c + x + 1), right = load(c + x + 2);
+            const __m512i up = load(u + x + 1), down = load(d + x + 1);
+            const __m512i across = _mm512_add_epi16(left, right), along = _mm512_add_epi16(up, down);
+            const __m512i cross =
+                _mm512_srli_epi16(_mm512_add_epi16(_mm512_add_epi16(across, along), two), 2);
             const __m512i diagonal = _mm512_srli_epi16(
                 _mm512_add_epi16(_mm512_add_epi16(_mm512_add_epi16(load(u + x), load(u + x + 2)),
                                                   _mm512_add_epi16(load(d + x), load(d + x + 2))),
                                  two),
                 2);
-            const __m512i own =
-                _mm512_mask_blend_epi16(green, centre, _mm512_srli_epi16(_mm512_add_epi16(across, one), 1));
-            const __m512i third =
-                _mm512_mask_blend_epi16(green, diagonal, _mm512_srli_epi16(_mm512_add_epi16(along, one), 1));
+            // The rounded mean of two, (a + b + 1) / 2, is one instruction.
+            const __m512i own = _mm512_mask_blend_epi16(green, centre, _mm512_avg_epu16(left, right));
+            const __m512i third = _mm512_mask_blend_epi16(green, diagonal, _mm512_avg_epu16(up, down));
             const __m512i mid = _mm512_mask_blend_epi16(green, cross, centre);
             const uint32_t n = std::min<uint32_t>(32, width - x);
             store(kRedLine ? own : third, mid, kRedLine ? third : own, t, n, o + size_t{x} * 3);
@@ -359,58 +366,73 @@ struct Avx512 {
 
     [[VBOARD_AVX512]] static __m512i load(const uint16_t* p) { return _mm512_loadu_si512(p); }
 
-    // The entries of 32 indices, even pixels from one gather and odd from another, each entry in the
-    // low bits of its pixel's 16-bit lane (8-bit entries: the lane's low byte, the high byte 0, so
-    // that the pixels of a 32-bit lane take its two low bytes).
-    template <int kScale>
-    [[VBOARD_AVX512]] static __m512i entries(__m512i indices, const void* table) {
-        const __m512i even = _mm512_i32gather_epi32(_mm512_and_si512(indices, _mm512_set1_epi32(0xffff)), table, kScale);
-        const __m512i odd = _mm512_i32gather_epi32(_mm512_srli_epi32(indices, 16), table, kScale);
+    // The entries of 32 indices in their pixels' 16-bit lanes, even pixels from one gather and odd
+    // from another. The odd gather reads from the entry before, which puts its entry in the upper half
+    // of the 32-bit lane (of 8-bit entries: in the second byte, the lane's upper bytes left as they are).
+    template <typename Out>
+    [[VBOARD_AVX512]] static __m512i entries(__m512i indices, const Out* table) {
+        constexpr int kScale = sizeof(Out);
+        const __m512i even =
+            _mm512_i32gather_epi32(_mm512_and_si512(indices, _mm512_set1_epi32(0xffff)), table, kScale);
+        const __m512i odd = _mm512_i32gather_epi32(_mm512_srli_epi32(indices, 16), table - 1, kScale);
         if constexpr (kScale == 2)
-            return _mm512_mask_blend_epi16(0xaaaaaaaau, even, _mm512_slli_epi32(odd, 16));
+            return _mm512_mask_blend_epi16(0xaaaaaaaau, even, odd);
         else
-            return _mm512_maskz_mov_epi8(0x3333333333333333u,
-                                         _mm512_mask_blend_epi8(0x2222222222222222u, even, _mm512_slli_epi32(odd, 8)));
+            return _mm512_mask_blend_epi8(0x2222222222222222u, even, odd);
+    }
+
+    [[VBOARD_AVX512]] static __m512i interleave(__m512i r, __m512i g, __m512i b, const uint8_t* redGreen,
+                                                const uint8_t* blue) {
+        return _mm512_permutex2var_epi8(_mm512_permutex2var_epi8(r, _mm512_load_si512(redGreen), g),
+                                        _mm512_load_si512(blue), b);
     }
 
     // 48 bits a pixel: each output vector takes red and green in one permute and blue in a second.
-    [[VBOARD_AVX512]] static void store(__m512i ir, __m512i ig, __m512i ib, const Tables<uint16_t>& t, uint32_t n,
-                                        uint16_t* o) {
+    [[VBOARD_AVX512]] static void store(__m512i ir, __m512i ig, __m512i ib, const Tables<uint16_t>& t,
+                                        uint32_t n, uint16_t* o) {
         // Output byte k: word k / 2 of the step, pixel k / 6, colour (k / 2) % 3, byte k % 2.
         static constexpr auto redGreen = [](int k, int) {
             const int colour = k / 2 % 3, at = 2 * (k / 6) + k % 2;
             return colour == 0 ? at : colour == 1 ? 64 + at : 0;
         };
-        static constexpr auto blue = [](int k, int m) { return k / 2 % 3 == 2 ? 64 + 2 * (k / 6) + k % 2 : m; };
-        alignas(64) static constexpr std::array<uint8_t, 64> kRedGreen[3] = {picks(0, redGreen), picks(64, redGreen),
-                                                                             picks(128, redGreen)};
+        static constexpr auto blue = [](int k, int m) {
+            return k / 2 % 3 == 2 ? 64 + 2 * (k / 6) + k % 2 : m;
+        };
+        alignas(64) static constexpr std::array<uint8_t, 64> kRedGreen[3] = {
+            picks(0, redGreen), picks(64, redGreen), picks(128, redGreen)};
         alignas(64) static constexpr std::array<uint8_t, 64> kAddBlue[3] = {picks(0, blue), picks(64, blue),
-                                                                         picks(128, blue)};
-        const __m512i r = entries<2>(ir, t.t[kRed]), g = entries<2>(ig, t.t[kGreen]), b = entries<2>(ib, t.t[kBlue]);
+                                                                            picks(128, blue)};
+        const __m512i r = entries(ir, t.t[kRed]), g = entries(ig, t.t[kGreen]), b = entries(ib, t.t[kBlue]);
+        if (n == 32) {
+            for (int j = 0; j < 3; ++j)
+                _mm512_storeu_si512(o + 32 * j, interleave(r, g, b, kRedGreen[j].data(), kAddBlue[j].data()));
+            return;
+        }
         const uint32_t total = 3 * n;
-        for (uint32_t j = 0; j < 3 && 32 * j < total; ++j) {
+        for (uint32_t j = 0; 32 * j < total; ++j) {
             const uint32_t m = std::min<uint32_t>(32, total - 32 * j);
-            const __mmask32 mask = m == 32 ? ~__mmask32{0} : (__mmask32{1} << m) - 1;
-            const __m512i rg = _mm512_permutex2var_epi8(r, _mm512_load_si512(kRedGreen[j].data()), g);
-            _mm512_mask_storeu_epi16(o + 32 * j, mask,
-                                     _mm512_permutex2var_epi8(rg, _mm512_load_si512(kAddBlue[j].data()), b));
+            _mm512_mask_storeu_epi16(o + 32 * j, static_cast<__mmask32>((uint64_t{1} << m) - 1),
+                                     interleave(r, g, b, kRedGreen[j].data(), kAddBlue[j].data()));
         }
     }
 
     // 24 bits a pixel: red and green share a vector, so one permute makes each output vector.
-    [[VBOARD_AVX512]] static void store(__m512i ir, __m512i ig, __m512i ib, const Tables<uint8_t>& t, uint32_t n,
-                                        uint8_t* o) {
+    [[VBOARD_AVX512]] static void store(__m512i ir, __m512i ig, __m512i ib, const Tables<uint8_t>& t,
+                                        uint32_t n, uint8_t* o) {
         // Pixel p sits at byte 4 (p / 2) + p % 2 of its colour's vector; green two bytes above red.
         static constexpr auto where = [](int k, int) {
             const int pixel = k / 3, colour = k % 3, at = 4 * (pixel / 2) + pixel % 2;
             return colour == 0 ? at : colour == 1 ? at + 2 : 64 + at;
         };
-        alignas(64) static constexpr std::array<uint8_t, 64> kFirst = picks(0, where), kSecond = picks(64, where);
-        const __m512i rg = _mm512_or_si512(entries<1>(ir, t.t[kRed]), _mm512_slli_epi32(entries<1>(ig, t.t[kGreen]), 16));
-        const __m512i b = entries<1>(ib, t.t[kBlue]);
+        alignas(64) static constexpr std::array<uint8_t, 64> kFirst = picks(0, where),
+                                                             kSecond = picks(64, where);
+        const __m512i rg = _mm512_mask_blend_epi16(0xaaaaaaaau, entries(ir, t.t[kRed]),
+                                                   _mm512_slli_epi32(entries(ig, t.t[kGreen]), 16));
+        const __m512i b = entries(ib, t.t[kBlue]);
         const auto maskOf = [](uint32_t m) { return m >= 64 ? ~__mmask64{0} : (__mmask64{1} << m) - 1; };
         const uint32_t total = 3 * n;
-        _mm512_mask_storeu_epi8(o, maskOf(total), _mm512_permutex2var_epi8(rg, _mm512_load_si512(kFirst.data()), b));
+        _mm512_mask_storeu_epi8(o, maskOf(total),
+                                _mm512_permutex2var_epi8(rg, _mm512_load_si512(kFirst.data()), b));
         if (total > 64)
             _mm512_mask_storeu_epi8(o + 64, maskOf(total - 64),
                                     _mm512_permutex2var_epi8(rg, _mm512_load_si512(kSecond.data()), b));
