@@ -38,7 +38,7 @@ constexpr size_t kPrefetchLines = 4;
 
 // Line y of the cut-out as 12-bit values with one mirrored value either side: p[0], then the
 // width values at p[1..], then p[width + 1].
-void fillLine(const RawFrame& f, const DesignSettings& s, long y, uint16_t* p) {
+[[gnu::always_inline]] inline void fillLine(const RawFrame& f, const DesignSettings& s, long y, uint16_t* p) {
     const size_t w = s.width;
     const uint64_t cy = uint64_t{s.yOffset} + static_cast<uint64_t>(y);
     // A multiplication rather than a shift by a variable count: it vectorises.
@@ -207,6 +207,9 @@ void lookUp(const Indices& ix, uint32_t width, const Tables<Out>& t, Out* o) {
     lookUpFrom(0, ix, width, t, o);
 }
 
+// Fills a padded input line, as fillLine.
+using LineFill = void (*)(const RawFrame& f, const DesignSettings& s, long y, uint16_t* p);
+
 // One output line from the padded input lines above (u), at (c) and below (d).
 template <typename Out>
 using LineKernel = void (*)(const uint16_t* u, const uint16_t* c, const uint16_t* d, uint32_t width,
@@ -214,6 +217,7 @@ using LineKernel = void (*)(const uint16_t* u, const uint16_t* c, const uint16_t
 
 // A kernel: its line for each line kind, [first pixel green][line holds red], and output format.
 struct KernelSet {
+    LineFill fill;
     LineKernel<uint8_t> line8[2][2];
     LineKernel<uint16_t> line16[2][2];
 
@@ -227,7 +231,8 @@ struct KernelSet {
 
     template <typename Kind>
     static constexpr KernelSet of() {
-        return {{{Kind::template line<false, false, uint8_t>, Kind::template line<false, true, uint8_t>},
+        return {Kind::fill,
+                {{Kind::template line<false, false, uint8_t>, Kind::template line<false, true, uint8_t>},
                  {Kind::template line<true, false, uint8_t>, Kind::template line<true, true, uint8_t>}},
                 {{Kind::template line<false, false, uint16_t>, Kind::template line<false, true, uint16_t>},
                  {Kind::template line<true, false, uint16_t>, Kind::template line<true, true, uint16_t>}}};
@@ -247,6 +252,10 @@ struct TwoPasses {
 
 // 128-bit vectors, which every processor here has, and scalar lookups.
 struct Portable : TwoPasses<Portable> {
+    static void fill(const RawFrame& f, const DesignSettings& s, long y, uint16_t* p) {
+        fillLine(f, s, y, p);
+    }
+
     template <bool kFirstGreen, bool kRedLine>
     static void pass(const uint16_t* u, const uint16_t* c, const uint16_t* d, uint32_t width, Indices& ix) {
         using Vec = uint16_t __attribute__((vector_size(16)));
@@ -267,6 +276,10 @@ struct Portable : TwoPasses<Portable> {
 // writing past its own pixels into the next, so the vectors stop while a next pixel follows on the
 // line (the line after may be another thread's).
 struct Avx2 : TwoPasses<Avx2> {
+    [[VBOARD_AVX2]] static void fill(const RawFrame& f, const DesignSettings& s, long y, uint16_t* p) {
+        fillLine(f, s, y, p);
+    }
+
     template <bool kFirstGreen, bool kRedLine>
     [[VBOARD_AVX2]] static void pass(const uint16_t* u, const uint16_t* c, const uint16_t* d, uint32_t width,
                                      Indices& ix) {
@@ -329,9 +342,12 @@ struct Avx2 : TwoPasses<Avx2> {
 // gather, and byte permutes (one micro-operation each, where word permutes take three) interleave the
 // colours; the stores go under a mask, so the last step of a line writes its own pixels only.
 struct Avx512 {
-    // Where output byte k of a 32-pixel step finds its byte in a pair of source vectors, given where
-    // red, green and blue byte `h` of pixel p sit; colours a permute does not take come from byte k of
-    // its first source.
+    [[VBOARD_AVX512]] static void fill(const RawFrame& f, const DesignSettings& s, long y, uint16_t* p) {
+        fillLine(f, s, y, p);
+    }
+
+    // A byte permute's indices for output bytes first .. first + 63 of a step: where(k, m) names the
+    // source byte of output byte k, which lands at m of the permute's result.
     template <typename Where>
     static constexpr std::array<uint8_t, 64> picks(int first, Where where) {
         std::array<uint8_t, 64> a{};
@@ -482,12 +498,12 @@ void runBand(const RawFrame& f, const DesignSettings& s, const Tables<Out>& tabl
     const size_t stride = size_t{w} + 2 + kSlack;
     std::vector<uint16_t> ring(3 * stride);
     uint16_t* lines[3] = {ring.data(), ring.data() + stride, ring.data() + 2 * stride};
-    fillLine(f, s, mirror(long{y0} - 1, h), lines[0]);
-    fillLine(f, s, y0, lines[1]);
+    kernel.fill(f, s, mirror(long{y0} - 1, h), lines[0]);
+    kernel.fill(f, s, y0, lines[1]);
     const uint32_t pattern = s.bayer & 3;
     Indices indices(w);
     for (uint32_t y = y0; y < y1; ++y) {
-        fillLine(f, s, mirror(long{y} + 1, h), lines[2]);
+        kernel.fill(f, s, mirror(long{y} + 1, h), lines[2]);
         const Colour first = kLayout[pattern][y & 1][0];
         const Colour second = kLayout[pattern][y & 1][1];
         const bool redLine = first == kRed || second == kRed;
