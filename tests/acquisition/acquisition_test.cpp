@@ -79,6 +79,7 @@ TEST(Pipeline, EveryKernelMatchesThePerPixelModel) {
         {97, 3, 1, 2},  {64, 2, 0, 0},   {75, 4, 40, 3}, {10, 3, 2, 1},  {11, 2, 0, 0}};
     const std::pair<bool, bool> formats[] = {{true, true}, {false, true}, {false, false}};  // 24 bits, left
     std::mt19937 rng(1234);
+    ASSERT_TRUE(vboard::kernelAvailable(vboard::Kernel::portable));
     for (auto kernel : {vboard::Kernel::avx512, vboard::Kernel::avx2, vboard::Kernel::portable}) {
         if (!vboard::kernelAvailable(kernel)) {
             std::cout << "kernel " << int(kernel) << " is not on this processor\n";
