@@ -2,6 +2,11 @@
 // with white balance and lookup tables, beside a library's demosaicing alone on the same frame.
 #include <benchmark/benchmark.h>
 
+#include <immintrin.h>
+// The compiler's own vector intrinsics leave lanes undefined on purpose, and it warns about them.
+#pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
+
+#include <array>
 #include <chrono>
 #include <cstring>
 #include <opencv2/core.hpp>
@@ -46,6 +51,26 @@ void BM_BoardPipeline(benchmark::State& state) {
         benchmark::Counter(double(state.iterations()), benchmark::Counter::kIsRate);
 }
 BENCHMARK(BM_BoardPipeline)->Unit(benchmark::kMillisecond);
+
+// Each kernel this processor has, on one thread.
+void BM_Kernel(benchmark::State& state) {
+    const auto kernel = static_cast<vboard::Kernel>(state.range(0));
+    if (!vboard::kernelAvailable(kernel)) return state.SkipWithError("not on this processor");
+    const vboard::RawFrame f = frame();
+    const vboard::DesignSettings s = settings();
+    std::vector<uint8_t> out(vboard::imageBytes(s));
+    for (auto _ : state) {
+        vboard::process(f, s, out.data(), kernel, 1);
+        benchmark::DoNotOptimize(out.data());
+        benchmark::ClobberMemory();
+    }
+}
+BENCHMARK(BM_Kernel)
+    ->ArgName("kernel")
+    ->Arg(int(vboard::Kernel::avx512))
+    ->Arg(int(vboard::Kernel::avx2))
+    ->Arg(int(vboard::Kernel::portable))
+    ->Unit(benchmark::kMillisecond);
 
 void BM_LibraryDemosaicOnly(benchmark::State& state) {
     cv::setNumThreads(1);  // one core, as the board's path runs
@@ -115,6 +140,63 @@ void BM_BoardAgainstLibraryAllCores(benchmark::State& state) {
     againstLibrary(state, 0, true);
 }
 BENCHMARK(BM_BoardAgainstLibraryAllCores)->UseManualTime()->Unit(benchmark::kMillisecond);
+
+// The three table lookups of each pixel and nothing else, with the indices the board looks up on this
+// frame, in 512-bit gathers: a bound on any path that looks each value up. `lookups_per_library` is
+// the most board_per_library could reach with gathers on this processor.
+[[gnu::target("avx512f,avx512bw")]] void lookUpAll(const uint16_t* indices, size_t words,
+                                                   const uint16_t* tables, uint16_t* out) {
+    // Word k is colour k % 3: 16 words a vector, so the colours' offsets repeat every three vectors.
+    __m512i offsets[3];
+    for (int v = 0; v < 3; ++v) {
+        alignas(64) std::array<int32_t, 16> o{};
+        for (int i = 0; i < 16; ++i) o[i] = (16 * v + i) % 3 * 4096;
+        offsets[v] = _mm512_load_si512(o.data());
+    }
+    for (size_t k = 0; k + 48 <= words; k += 48)
+        for (int v = 0; v < 3; ++v) {
+            const __m256i at = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(indices + k + 16 * v));
+            const __m512i where = _mm512_add_epi32(_mm512_cvtepu16_epi32(at), offsets[v]);
+            const __m512i got = _mm512_i32gather_epi32(where, tables, 2);
+            _mm256_storeu_si256(reinterpret_cast<__m256i*>(out + k + 16 * v), _mm512_cvtepi32_epi16(got));
+        }
+}
+
+void BM_TableLookupsAloneAgainstLibrary(benchmark::State& state) {
+    if (!__builtin_cpu_supports("avx512f") || !__builtin_cpu_supports("avx512bw"))
+        return state.SkipWithError("no 512-bit vectors here");
+    cv::setNumThreads(1);
+    const vboard::RawFrame f = frame();
+    // Unity white balance, identity tables, 16 bits right-aligned: the output words are the indices.
+    vboard::DesignSettings plain = settings();
+    plain.coefficient = {1024, 1024, 1024};
+    for (auto& table : plain.lut)
+        for (uint32_t i = 0; i < 4096; ++i) table[i] = static_cast<uint16_t>(i);
+    plain.leftAligned = false;
+    std::vector<uint16_t> indices(vboard::imageBytes(plain) / 2);
+    vboard::process(f, plain, reinterpret_cast<uint8_t*>(indices.data()), vboard::Kernel::best, 1);
+    std::vector<uint16_t> tables(3 * 4096 + 2), out(indices.size());
+    for (size_t i = 0; i < tables.size(); ++i) tables[i] = static_cast<uint16_t>(4095 - i % 4096);
+    const cv::Mat raw(kSize, kSize, CV_16UC1, const_cast<uint16_t*>(f.pixels.data()));
+    cv::Mat rgb;
+    using Clock = std::chrono::steady_clock;
+    Clock::duration lookups{}, library{};
+    for (auto _ : state) {
+        const auto t0 = Clock::now();
+        lookUpAll(indices.data(), indices.size(), tables.data(), out.data());
+        benchmark::DoNotOptimize(out.data());
+        benchmark::ClobberMemory();
+        const auto t1 = Clock::now();
+        cv::cvtColor(raw, rgb, cv::COLOR_BayerBG2RGB);
+        benchmark::DoNotOptimize(rgb.data);
+        benchmark::ClobberMemory();
+        lookups += t1 - t0;
+        library += Clock::now() - t1;
+        state.SetIterationTime(std::chrono::duration<double>(t1 - t0).count());
+    }
+    state.counters["lookups_per_library"] = double(library.count()) / double(lookups.count());
+}
+BENCHMARK(BM_TableLookupsAloneAgainstLibrary)->UseManualTime()->Unit(benchmark::kMillisecond);
 
 }  // namespace
 

@@ -5,6 +5,13 @@
 #include <algorithm>
 #include <cstring>
 #include <memory>
+#include <stdexcept>
+
+#if defined(__x86_64__)
+#include <immintrin.h>
+// The compiler's own vector intrinsics leave lanes undefined on purpose, and it warns about them.
+#pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
+#endif
 
 namespace vboard {
 
@@ -31,7 +38,7 @@ constexpr size_t kPrefetchLines = 4;
 
 // Line y of the cut-out as 12-bit values with one mirrored value either side: p[0], then the
 // width values at p[1..], then p[width + 1].
-void fillLine(const RawFrame& f, const DesignSettings& s, long y, uint16_t* p) {
+[[gnu::always_inline]] inline void fillLine(const RawFrame& f, const DesignSettings& s, long y, uint16_t* p) {
     const size_t w = s.width;
     const uint64_t cy = uint64_t{s.yOffset} + static_cast<uint64_t>(y);
     // A multiplication rather than a shift by a variable count: it vectorises.
@@ -54,10 +61,15 @@ void fillLine(const RawFrame& f, const DesignSettings& s, long y, uint16_t* p) {
     p[w + 1] = p[mirror(long(w), long(w)) + 1];
 }
 
+// Entries before and after each table: the vector kernels read four bytes at an entry or the one
+// before it.
+constexpr size_t kTablePad = 8;
+
 // White balance, lookup table and output coding of one channel, fused into one table.
 template <typename Out>
 struct Tables {
-    Out t[3][4096];
+    alignas(64) Out front[kTablePad] = {};
+    Out t[3][4096 + kTablePad] = {};
 
     explicit Tables(const DesignSettings& s) {
         for (int c = 0; c < 3; ++c) {
@@ -96,7 +108,7 @@ const Tables<Out>& tablesFor(const DesignSettings& s) {
 }
 
 // Room after a line for the last, partial vector of the index pass, of any width below.
-constexpr size_t kSlack = 16;
+constexpr size_t kSlack = 32;
 
 // A line's table indices as three planes, red, green and blue. Each pixel keeps its own value in
 // its colour; a green pixel takes the mean across (left and right) for the line's other colour
@@ -109,6 +121,7 @@ struct Indices {
     explicit Indices(uint32_t width)
         : storage(3 * (size_t{width} + kSlack)), stride(size_t{width} + kSlack) {}
     uint16_t* plane(Colour c) { return storage.data() + c * stride; }
+    const uint16_t* plane(Colour c) const { return storage.data() + c * stride; }
 };
 
 template <typename Vec>
@@ -151,17 +164,17 @@ template <typename Vec, bool kFirstGreen, bool kRedLine>
     }
 }
 
-// The three table lookups of each pixel; what bounds the whole path. Two pixels at a time: their
-// indices come in one load a plane, and 48-bit output leaves as three 32-bit words.
+// The three table lookups of each pixel from `x` on; what bounds the whole path. Two pixels at a
+// time: their indices come in one load a plane, and 48-bit output leaves as three 32-bit words.
 template <typename Out>
-void lookUp(Indices& ix, uint32_t width, const Tables<Out>& t, Out* __restrict o) {
+void lookUpFrom(uint32_t x, const Indices& ix, uint32_t width, const Tables<Out>& t, Out* __restrict o) {
     const uint16_t* __restrict ir = ix.plane(kRed);
     const uint16_t* __restrict ig = ix.plane(kGreen);
     const uint16_t* __restrict ib = ix.plane(kBlue);
     const Out* __restrict tr = t.t[kRed];
     const Out* __restrict tg = t.t[kGreen];
     const Out* __restrict tb = t.t[kBlue];
-    uint32_t x = 0;
+    o += size_t{x} * 3;
     for (; x + 1 < width; x += 2, o += 6) {
         uint32_t r, g, b;
         std::memcpy(&r, ir + x, sizeof r);
@@ -189,73 +202,313 @@ void lookUp(Indices& ix, uint32_t width, const Tables<Out>& t, Out* __restrict o
     }
 }
 
-// The index pass in 128-bit vectors, which every processor here has.
-struct AnyCpu {
+template <typename Out>
+void lookUp(const Indices& ix, uint32_t width, const Tables<Out>& t, Out* o) {
+    lookUpFrom(0, ix, width, t, o);
+}
+
+// Fills a padded input line, as fillLine.
+using LineFill = void (*)(const RawFrame& f, const DesignSettings& s, long y, uint16_t* p);
+
+// One output line from the padded input lines above (u), at (c) and below (d).
+template <typename Out>
+using LineKernel = void (*)(const uint16_t* u, const uint16_t* c, const uint16_t* d, uint32_t width,
+                            Indices& ix, const Tables<Out>& t, Out* o);
+
+// A kernel: its line for each line kind, [first pixel green][line holds red], and output format.
+struct KernelSet {
+    LineFill fill;
+    LineKernel<uint8_t> line8[2][2];
+    LineKernel<uint16_t> line16[2][2];
+
+    template <typename Out>
+    LineKernel<Out> line(bool firstGreen, bool redLine) const {
+        if constexpr (sizeof(Out) == 1)
+            return line8[firstGreen][redLine];
+        else
+            return line16[firstGreen][redLine];
+    }
+
+    template <typename Kind>
+    static constexpr KernelSet of() {
+        return {Kind::fill,
+                {{Kind::template line<false, false, uint8_t>, Kind::template line<false, true, uint8_t>},
+                 {Kind::template line<true, false, uint8_t>, Kind::template line<true, true, uint8_t>}},
+                {{Kind::template line<false, false, uint16_t>, Kind::template line<false, true, uint16_t>},
+                 {Kind::template line<true, false, uint16_t>, Kind::template line<true, true, uint16_t>}}};
+    }
+};
+
+// A kernel whose lines take two passes, the indices into planes and then the lookups.
+template <typename Kind>
+struct TwoPasses {
+    template <bool kFirstGreen, bool kRedLine, typename Out>
+    static void line(const uint16_t* u, const uint16_t* c, const uint16_t* d, uint32_t width, Indices& ix,
+                     const Tables<Out>& t, Out* o) {
+        Kind::template pass<kFirstGreen, kRedLine>(u, c, d, width, ix);
+        Kind::look(ix, width, t, o);
+    }
+};
+
+// 128-bit vectors, which every processor here has, and scalar lookups.
+struct Portable : TwoPasses<Portable> {
+    static void fill(const RawFrame& f, const DesignSettings& s, long y, uint16_t* p) {
+        fillLine(f, s, y, p);
+    }
+
     template <bool kFirstGreen, bool kRedLine>
     static void pass(const uint16_t* u, const uint16_t* c, const uint16_t* d, uint32_t width, Indices& ix) {
         using Vec = uint16_t __attribute__((vector_size(16)));
         computeIndices<Vec, kFirstGreen, kRedLine>(u, c, d, width, ix);
     }
+
+    template <typename Out>
+    static void look(const Indices& ix, uint32_t width, const Tables<Out>& t, Out* o) {
+        lookUp(ix, width, t, o);
+    }
 };
 
 #if defined(__x86_64__)
-// The index pass in 256-bit vectors, for processors that have them.
-struct Wide {
+#define VBOARD_AVX2 gnu::target("avx2")
+#define VBOARD_AVX512 gnu::target("avx512f,avx512bw,avx512vl,avx512vbmi")
+
+// 256-bit vectors: eight lookups a gather. The pixels leave in 16-byte stores that overlap, each
+// writing past its own pixels into the next, so the vectors stop while a next pixel follows on the
+// line (the line after may be another thread's).
+struct Avx2 : TwoPasses<Avx2> {
+    [[VBOARD_AVX2]] static void fill(const RawFrame& f, const DesignSettings& s, long y, uint16_t* p) {
+        fillLine(f, s, y, p);
+    }
+
     template <bool kFirstGreen, bool kRedLine>
-    __attribute__((target("avx2"))) static void pass(const uint16_t* u, const uint16_t* c, const uint16_t* d,
-                                                     uint32_t width, Indices& ix) {
+    [[VBOARD_AVX2]] static void pass(const uint16_t* u, const uint16_t* c, const uint16_t* d, uint32_t width,
+                                     Indices& ix) {
         using Vec = uint16_t __attribute__((vector_size(32)));
         computeIndices<Vec, kFirstGreen, kRedLine>(u, c, d, width, ix);
     }
 
-    static bool available() {
-        static const bool yes = __builtin_cpu_supports("avx2");
-        return yes;
+    // Eight table entries, one in the low bits of each 32-bit lane.
+    template <int kScale>
+    [[VBOARD_AVX2]] static __m256i gather(const uint16_t* indices, const void* table) {
+        const __m256i at = _mm256_cvtepu16_epi32(_mm_loadu_si128(reinterpret_cast<const __m128i*>(indices)));
+        return _mm256_i32gather_epi32(static_cast<const int*>(table), at, kScale);
+    }
+
+    template <typename Out>
+    [[VBOARD_AVX2]] static void look(const Indices& ix, uint32_t width, const Tables<Out>& t, Out* o) {
+        const uint16_t* ir = ix.plane(kRed);
+        const uint16_t* ig = ix.plane(kGreen);
+        const uint16_t* ib = ix.plane(kBlue);
+        constexpr int kScale = sizeof(Out);
+        uint32_t x = 0;
+        for (; x + 10 <= width; x += 8) {
+            const __m256i r = gather<kScale>(ir + x, t.t[kRed]);
+            const __m256i g = gather<kScale>(ig + x, t.t[kGreen]);
+            const __m256i b = gather<kScale>(ib + x, t.t[kBlue]);
+            auto* at = reinterpret_cast<__m128i*>(o + size_t{x} * 3);
+            if constexpr (sizeof(Out) == 2) {
+                // A pixel as 64 bits, red | green | blue | junk, two a lane; then six bytes each.
+                const __m256i rg = _mm256_blend_epi16(r, _mm256_slli_epi32(g, 16), 0xaa);
+                const __m256i pack = _mm256_setr_epi8(0, 1, 2, 3, 4, 5, 8, 9, 10, 11, 12, 13, -1, -1, -1, -1,
+                                                      0, 1, 2, 3, 4, 5, 8, 9, 10, 11, 12, 13, -1, -1, -1, -1);
+                const __m256i first = _mm256_shuffle_epi8(_mm256_unpacklo_epi32(rg, b), pack);   // 0 1 | 4 5
+                const __m256i second = _mm256_shuffle_epi8(_mm256_unpackhi_epi32(rg, b), pack);  // 2 3 | 6 7
+                _mm_storeu_si128(at, _mm256_castsi256_si128(first));
+                _mm_storeu_si128(reinterpret_cast<__m128i*>(o + size_t{x} * 3 + 6),
+                                 _mm256_castsi256_si128(second));
+                _mm_storeu_si128(reinterpret_cast<__m128i*>(o + size_t{x} * 3 + 12),
+                                 _mm256_extracti128_si256(first, 1));
+                _mm_storeu_si128(reinterpret_cast<__m128i*>(o + size_t{x} * 3 + 18),
+                                 _mm256_extracti128_si256(second, 1));
+            } else {
+                const __m256i byte = _mm256_set1_epi32(0xff);
+                const __m256i rgb =
+                    _mm256_or_si256(_mm256_or_si256(_mm256_and_si256(r, byte),
+                                                    _mm256_slli_epi32(_mm256_and_si256(g, byte), 8)),
+                                    _mm256_slli_epi32(_mm256_and_si256(b, byte), 16));
+                const __m256i pack = _mm256_setr_epi8(0, 1, 2, 4, 5, 6, 8, 9, 10, 12, 13, 14, -1, -1, -1, -1,
+                                                      0, 1, 2, 4, 5, 6, 8, 9, 10, 12, 13, 14, -1, -1, -1, -1);
+                const __m256i packed = _mm256_shuffle_epi8(rgb, pack);
+                _mm_storeu_si128(at, _mm256_castsi256_si128(packed));
+                _mm_storeu_si128(reinterpret_cast<__m128i*>(o + size_t{x} * 3 + 12),
+                                 _mm256_extracti128_si256(packed, 1));
+            }
+        }
+        lookUpFrom(x, ix, width, t, o);
+    }
+};
+
+// 512-bit vectors: 32 pixels a step, from the input lines to the stores in registers. Sixteen lookups a
+// gather, and byte permutes (one micro-operation each, where word permutes take three) interleave the
+// colours; the stores go under a mask, so the last step of a line writes its own pixels only.
+struct Avx512 {
+    [[VBOARD_AVX512]] static void fill(const RawFrame& f, const DesignSettings& s, long y, uint16_t* p) {
+        fillLine(f, s, y, p);
+    }
+
+    // A byte permute's indices for output bytes first .. first + 63 of a step: where(k, m) names the
+    // source byte of output byte k, which lands at m of the permute's result.
+    template <typename Where>
+    static constexpr std::array<uint8_t, 64> picks(int first, Where where) {
+        std::array<uint8_t, 64> a{};
+        for (int m = 0; m < 64; ++m) a[m] = static_cast<uint8_t>(where(first + m, m));
+        return a;
+    }
+
+    template <bool kFirstGreen, bool kRedLine, typename Out>
+    [[VBOARD_AVX512]] static void line(const uint16_t* u, const uint16_t* c, const uint16_t* d,
+                                       uint32_t width, Indices&, const Tables<Out>& t, Out* o) {
+        const __mmask32 green = kFirstGreen ? 0x55555555u : 0xaaaaaaaau;
+        const __m512i two = _mm512_set1_epi16(2);
+        for (uint32_t x = 0; x < width; x += 32) {
+            const __m512i left = load(c + x), centre = load(c + x + 1), right = load(c + x + 2);
+            const __m512i up = load(u + x + 1), down = load(d + x + 1);
+            const __m512i across = _mm512_add_epi16(left, right), along = _mm512_add_epi16(up, down);
+            const __m512i cross =
+                _mm512_srli_epi16(_mm512_add_epi16(_mm512_add_epi16(across, along), two), 2);
+            const __m512i diagonal = _mm512_srli_epi16(
+                _mm512_add_epi16(_mm512_add_epi16(_mm512_add_epi16(load(u + x), load(u + x + 2)),
+                                                  _mm512_add_epi16(load(d + x), load(d + x + 2))),
+                                 two),
+                2);
+            // The rounded mean of two, (a + b + 1) / 2, is one instruction.
+            const __m512i own = _mm512_mask_blend_epi16(green, centre, _mm512_avg_epu16(left, right));
+            const __m512i third = _mm512_mask_blend_epi16(green, diagonal, _mm512_avg_epu16(up, down));
+            const __m512i mid = _mm512_mask_blend_epi16(green, cross, centre);
+            const uint32_t n = std::min<uint32_t>(32, width - x);
+            store(kRedLine ? own : third, mid, kRedLine ? third : own, t, n, o + size_t{x} * 3);
+        }
+    }
+
+    [[VBOARD_AVX512]] static __m512i load(const uint16_t* p) { return _mm512_loadu_si512(p); }
+
+    // The entries of 32 indices in their pixels' 16-bit lanes, even pixels from one gather and odd
+    // from another. The odd gather reads from the entry before, which puts its entry in the upper half
+    // of the 32-bit lane (of 8-bit entries: in the second byte, the lane's upper bytes left as they are).
+    template <typename Out>
+    [[VBOARD_AVX512]] static __m512i entries(__m512i indices, const Out* table) {
+        constexpr int kScale = sizeof(Out);
+        const __m512i even =
+            _mm512_i32gather_epi32(_mm512_and_si512(indices, _mm512_set1_epi32(0xffff)), table, kScale);
+        const __m512i odd = _mm512_i32gather_epi32(_mm512_srli_epi32(indices, 16), table - 1, kScale);
+        if constexpr (kScale == 2)
+            return _mm512_mask_blend_epi16(0xaaaaaaaau, even, odd);
+        else
+            return _mm512_mask_blend_epi8(0x2222222222222222u, even, odd);
+    }
+
+    [[VBOARD_AVX512]] static __m512i interleave(__m512i r, __m512i g, __m512i b, const uint8_t* redGreen,
+                                                const uint8_t* blue) {
+        return _mm512_permutex2var_epi8(_mm512_permutex2var_epi8(r, _mm512_load_si512(redGreen), g),
+                                        _mm512_load_si512(blue), b);
+    }
+
+    // 48 bits a pixel: each output vector takes red and green in one permute and blue in a second.
+    [[VBOARD_AVX512]] static void store(__m512i ir, __m512i ig, __m512i ib, const Tables<uint16_t>& t,
+                                        uint32_t n, uint16_t* o) {
+        // Output byte k: word k / 2 of the step, pixel k / 6, colour (k / 2) % 3, byte k % 2.
+        static constexpr auto redGreen = [](int k, int) {
+            const int colour = k / 2 % 3, at = 2 * (k / 6) + k % 2;
+            return colour == 0 ? at : colour == 1 ? 64 + at : 0;
+        };
+        static constexpr auto blue = [](int k, int m) {
+            return k / 2 % 3 == 2 ? 64 + 2 * (k / 6) + k % 2 : m;
+        };
+        alignas(64) static constexpr std::array<uint8_t, 64> kRedGreen[3] = {
+            picks(0, redGreen), picks(64, redGreen), picks(128, redGreen)};
+        alignas(64) static constexpr std::array<uint8_t, 64> kAddBlue[3] = {picks(0, blue), picks(64, blue),
+                                                                            picks(128, blue)};
+        const __m512i r = entries(ir, t.t[kRed]), g = entries(ig, t.t[kGreen]), b = entries(ib, t.t[kBlue]);
+        if (n == 32) {
+            for (int j = 0; j < 3; ++j)
+                _mm512_storeu_si512(o + 32 * j, interleave(r, g, b, kRedGreen[j].data(), kAddBlue[j].data()));
+            return;
+        }
+        const uint32_t total = 3 * n;
+        for (uint32_t j = 0; 32 * j < total; ++j) {
+            const uint32_t m = std::min<uint32_t>(32, total - 32 * j);
+            _mm512_mask_storeu_epi16(o + 32 * j, static_cast<__mmask32>((uint64_t{1} << m) - 1),
+                                     interleave(r, g, b, kRedGreen[j].data(), kAddBlue[j].data()));
+        }
+    }
+
+    // 24 bits a pixel: red and green share a vector, so one permute makes each output vector.
+    [[VBOARD_AVX512]] static void store(__m512i ir, __m512i ig, __m512i ib, const Tables<uint8_t>& t,
+                                        uint32_t n, uint8_t* o) {
+        // Pixel p sits at byte 4 (p / 2) + p % 2 of its colour's vector; green two bytes above red.
+        static constexpr auto where = [](int k, int) {
+            const int pixel = k / 3, colour = k % 3, at = 4 * (pixel / 2) + pixel % 2;
+            return colour == 0 ? at : colour == 1 ? at + 2 : 64 + at;
+        };
+        alignas(64) static constexpr std::array<uint8_t, 64> kFirst = picks(0, where),
+                                                             kSecond = picks(64, where);
+        const __m512i rg = _mm512_mask_blend_epi16(0xaaaaaaaau, entries(ir, t.t[kRed]),
+                                                   _mm512_slli_epi32(entries(ig, t.t[kGreen]), 16));
+        const __m512i b = entries(ib, t.t[kBlue]);
+        const auto maskOf = [](uint32_t m) { return m >= 64 ? ~__mmask64{0} : (__mmask64{1} << m) - 1; };
+        const uint32_t total = 3 * n;
+        _mm512_mask_storeu_epi8(o, maskOf(total),
+                                _mm512_permutex2var_epi8(rg, _mm512_load_si512(kFirst.data()), b));
+        if (total > 64)
+            _mm512_mask_storeu_epi8(o + 64, maskOf(total - 64),
+                                    _mm512_permutex2var_epi8(rg, _mm512_load_si512(kSecond.data()), b));
     }
 };
 #endif
 
-using IndexPass = void (*)(const uint16_t*, const uint16_t*, const uint16_t*, uint32_t, Indices&);
-
-// The index pass for each line kind, [first pixel green][line holds red].
-struct IndexPasses {
-    IndexPass pass[2][2];
-
-    template <typename Kind>
-    static constexpr IndexPasses of() {
-        return {{{Kind::template pass<false, false>, Kind::template pass<false, true>},
-                 {Kind::template pass<true, false>, Kind::template pass<true, true>}}};
-    }
-
-    static IndexPasses choose([[maybe_unused]] Kernel kernel) {
+bool available(Kernel kernel) {
 #if defined(__x86_64__)
-        if (kernel == Kernel::best && Wide::available()) return of<Wide>();
+    static const bool avx2 = __builtin_cpu_supports("avx2");
+    static const bool avx512 = __builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512bw") &&
+                               __builtin_cpu_supports("avx512vl") && __builtin_cpu_supports("avx512vbmi");
+    if (kernel == Kernel::avx512) return avx512;
+    if (kernel == Kernel::avx2) return avx2;
 #endif
-        return of<AnyCpu>();
+    return kernel == Kernel::portable || kernel == Kernel::best;
+}
+
+Kernel best() {
+    for (Kernel k : {Kernel::avx512, Kernel::avx2})
+        if (available(k)) return k;
+    return Kernel::portable;
+}
+
+KernelSet kernelSet(Kernel kernel) {
+    if (kernel == Kernel::best) kernel = best();
+    if (!available(kernel)) throw std::invalid_argument("this processor cannot run the image path's kernel");
+    switch (kernel) {
+#if defined(__x86_64__)
+        case Kernel::avx512:
+            return KernelSet::of<Avx512>();
+        case Kernel::avx2:
+            return KernelSet::of<Avx2>();
+#endif
+        default:
+            return KernelSet::of<Portable>();
     }
-};
+}
 
 // Lines [y0, y1) of the output. A band reads the input lines either side of it as the whole frame
 // would (mirrored at the frame's edges only), so bands side by side give the one-thread picture.
 template <typename Out>
-void runBand(const RawFrame& f, const DesignSettings& s, const Tables<Out>& tables, const IndexPasses& passes,
+void runBand(const RawFrame& f, const DesignSettings& s, const Tables<Out>& tables, const KernelSet& kernel,
              uint32_t y0, uint32_t y1, Out* out) {
     const uint32_t w = s.width, h = s.height;
     // Each line has the slack the last vector of the index pass reads.
     const size_t stride = size_t{w} + 2 + kSlack;
     std::vector<uint16_t> ring(3 * stride);
     uint16_t* lines[3] = {ring.data(), ring.data() + stride, ring.data() + 2 * stride};
-    fillLine(f, s, mirror(long{y0} - 1, h), lines[0]);
-    fillLine(f, s, y0, lines[1]);
+    kernel.fill(f, s, mirror(long{y0} - 1, h), lines[0]);
+    kernel.fill(f, s, y0, lines[1]);
     const uint32_t pattern = s.bayer & 3;
     Indices indices(w);
     for (uint32_t y = y0; y < y1; ++y) {
-        fillLine(f, s, mirror(long{y} + 1, h), lines[2]);
+        kernel.fill(f, s, mirror(long{y} + 1, h), lines[2]);
         const Colour first = kLayout[pattern][y & 1][0];
         const Colour second = kLayout[pattern][y & 1][1];
         const bool redLine = first == kRed || second == kRed;
-        passes.pass[first == kGreen][redLine](lines[0], lines[1], lines[2], w, indices);
-        lookUp(indices, w, tables, out + size_t{y} * w * 3);
+        kernel.line<Out>(first == kGreen, redLine)(lines[0], lines[1], lines[2], w, indices, tables,
+                                                   out + size_t{y} * w * 3);
         std::rotate(lines, lines + 1, lines + 3);
     }
 }
@@ -266,14 +519,14 @@ constexpr uint32_t kBandsPerThread = 4;
 template <typename Out>
 void run(const RawFrame& f, const DesignSettings& s, Kernel kernel, unsigned threads, Out* out) {
     const Tables<Out>& tables = tablesFor<Out>(s);
-    const IndexPasses passes = IndexPasses::choose(kernel);
+    const KernelSet set = kernelSet(kernel);
     const unsigned helpers = threads == 1 ? 0 : FramePool::instance().helpers(threads);
-    if (helpers == 0) return runBand(f, s, tables, passes, 0, s.height, out);
+    if (helpers == 0) return runBand(f, s, tables, set, 0, s.height, out);
     const uint32_t bands = std::min<uint32_t>(s.height, (helpers + 1) * kBandsPerThread);
     FramePool::instance().run(bands, helpers, [&](uint32_t band) {
         const auto y0 = static_cast<uint32_t>(uint64_t{s.height} * band / bands);
         const auto y1 = static_cast<uint32_t>(uint64_t{s.height} * (band + 1) / bands);
-        runBand(f, s, tables, passes, y0, y1, out);
+        runBand(f, s, tables, set, y0, y1, out);
     });
 }
 
@@ -315,6 +568,14 @@ void process(const RawFrame& frame, const DesignSettings& s, uint8_t* out, Kerne
         // The buffers are host memory of the SDK's allocation: 16-bit aligned, little-endian.
         run(f, s, kernel, threads, reinterpret_cast<uint16_t*>(out));
     }
+}
+
+bool kernelAvailable(Kernel kernel) {
+    return available(kernel);
+}
+
+Kernel bestKernel() {
+    return best();
 }
 
 unsigned pipelineWorkers() {

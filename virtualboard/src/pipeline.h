@@ -43,16 +43,23 @@ VBOARD_EXPORT void renderTestPattern(uint32_t width, uint32_t height, int bits, 
 // Bytes of one output image.
 VBOARD_EXPORT size_t imageBytes(const DesignSettings& s);
 
-// Which kernel runs the image path: the fastest this processor has, or the one every processor
-// has (the tests hold the two against each other).
-enum class Kernel { best, portable };
+// Which kernel runs the image path: the fastest this processor has, or one by name (the tests hold
+// each against the others). `portable` runs everywhere; the others need the processor's vectors.
+enum class Kernel { best, avx512, avx2, portable };
+
+// Whether this processor and system can run `kernel`.
+VBOARD_EXPORT bool kernelAvailable(Kernel kernel);
+
+// The kernel `best` stands for here.
+VBOARD_EXPORT Kernel bestKernel();
 
 // Runs the frame through the image path into `out` (imageBytes(s) bytes). Pixels of the cut-out
 // outside the camera image are 0. The demosaicing mirrors the cut-out at its borders (the line or
 // column next to the edge stands in for the missing one), which keeps the colour pattern intact.
 // Bands of lines run on the calling thread and the library's workers, at most `threads` at once
 // (0: as many as there are cores; 1: the calling thread alone); the picture is the same either way.
-// A band that fails throws here once the others have ended.
+// A band that fails throws here once the others have ended. A kernel the processor lacks throws
+// std::invalid_argument.
 VBOARD_EXPORT void process(const RawFrame& frame, const DesignSettings& s, uint8_t* out,
                            Kernel kernel = Kernel::best, unsigned threads = 0);
 
