@@ -29,9 +29,9 @@ double cpuSeconds() {
     return static_cast<double>(t.tv_sec) + 1e-9 * static_cast<double>(t.tv_nsec);
 }
 
-// Frames as the board delivers them, 8 bits per channel: the test chart, clean (0) or noisy (1),
-// or the camera simulator's pattern (2).
-std::vector<std::vector<uint8_t>> chartFrames(int64_t scene) {
+// Frames as the board delivers them, 8 or 16 bits per channel: the test chart, clean (0) or noisy
+// (1), or the camera simulator's pattern (2).
+std::vector<std::vector<uint8_t>> chartFrames(int64_t scene, int bitDepth = 8) {
     const bool noisy = scene == 1;
     vboard::Bench b;
     b.camera.width = b.camera.height = kSize;
@@ -43,6 +43,7 @@ std::vector<std::vector<uint8_t>> chartFrames(int64_t scene) {
     vboard::DesignSettings s;
     s.width = s.height = kSize;
     s.bayer = 2;
+    s.col24 = bitDepth == 8;
     for (auto& table : s.lut)
         for (uint32_t i = 0; i < 4096; ++i) table[i] = static_cast<uint16_t>(i);
     std::vector<std::vector<uint8_t>> frames;
@@ -59,7 +60,7 @@ std::vector<std::vector<uint8_t>> chartFrames(int64_t scene) {
 }
 
 // libpng as the grab wrote PNG files before.
-std::string earlierPng(const std::string& path, const uint8_t* pixels) {
+std::string earlierPngOf(const std::string& path, const uint8_t* pixels, int bitDepth) {
     std::FILE* file = std::fopen(path.c_str(), "wb");
     png_structp png = png_create_write_struct(PNG_LIBPNG_VER_STRING, nullptr, nullptr, nullptr);
     png_infop info = png_create_info_struct(png);
@@ -67,10 +68,12 @@ std::string earlierPng(const std::string& path, const uint8_t* pixels) {
     png_init_io(png, file);
     png_set_compression_level(png, 1);
     png_set_filter(png, 0, PNG_FILTER_SUB);
-    png_set_IHDR(png, info, kSize, kSize, 8, PNG_COLOR_TYPE_RGB, PNG_INTERLACE_NONE,
+    png_set_IHDR(png, info, kSize, kSize, bitDepth, PNG_COLOR_TYPE_RGB, PNG_INTERLACE_NONE,
                  PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
     png_write_info(png, info);
-    for (uint32_t y = 0; y < kSize; ++y) png_write_row(png, pixels + y * kSize * 3);
+    if (bitDepth == 16) png_set_swap(png);
+    const size_t rowBytes = kSize * 3 * static_cast<size_t>(bitDepth / 8);
+    for (uint32_t y = 0; y < kSize; ++y) png_write_row(png, pixels + y * rowBytes);
     png_write_end(png, nullptr);
     png_destroy_write_struct(&png, &info);
     std::fclose(file);
@@ -84,6 +87,16 @@ std::string openCvPng(const std::string& path, const uint8_t* bgr) {
 }
 
 using Writer = std::string (*)(const std::string&, const uint8_t*);
+
+std::string earlierPng(const std::string& path, const uint8_t* pixels) {
+    return earlierPngOf(path, pixels, 8);
+}
+std::string earlierPng16(const std::string& path, const uint8_t* pixels) {
+    return earlierPngOf(path, pixels, 16);
+}
+std::string newPng16(const std::string& path, const uint8_t* pixels) {
+    return pellucid::writeRgbPng(path, kSize, kSize, 16, pixels);
+}
 
 std::string newPng(const std::string& path, const uint8_t* pixels) {
     return pellucid::writeRgbPng(path, kSize, kSize, 8, pixels);
@@ -107,16 +120,14 @@ const Entry kWriters[] = {{"new_png", newPng, ".png"},
                           {"tiff", tiff, ".tiff"},
                           {"npy", npy, ".npy"}};
 
-// Every writer on each frame in turn; the iteration's time is the new PNG writer's CPU.
-void BM_Writers(benchmark::State& state) {
-    const auto frames = chartFrames(state.range(0));
-    std::vector<cv::Mat> bgr(frames.size());
-    for (size_t i = 0; i < frames.size(); ++i)
-        cv::cvtColor(cv::Mat(kSize, kSize, CV_8UC3, const_cast<uint8_t*>(frames[i].data())), bgr[i],
-                     cv::COLOR_RGB2BGR);
+const Entry kSixteenBitWriters[] = {{"new_png", newPng16, ".png"}, {"earlier_png", earlierPng16, ".png"}};
+
+// Every writer on each frame in turn; the iteration's time is the first writer's CPU.
+template <size_t kCount>
+void inTurns(benchmark::State& state, const Entry (&writers)[kCount],
+             const std::vector<std::vector<uint8_t>>& frames, const std::vector<cv::Mat>& bgr) {
     const fs::path dir = fs::temp_directory_path() / ("pellucid_writer_bench_" + std::to_string(::getpid()));
     fs::create_directories(dir);
-    constexpr size_t kCount = std::size(kWriters);
     double cpu[kCount] = {}, bytes[kCount] = {};
     size_t frame = 0;
     for (auto _ : state) {
@@ -124,10 +135,10 @@ void BM_Writers(benchmark::State& state) {
         for (size_t w = 0; w < kCount; ++w) {
             // Who goes first changes each frame, so that none always finds the caches warm.
             const size_t i = (w + frame) % kCount;
-            const std::string path = (dir / (std::string(kWriters[i].name) + kWriters[i].suffix)).string();
+            const std::string path = (dir / (std::string(writers[i].name) + writers[i].suffix)).string();
             const double start = cpuSeconds();
-            const uint8_t* pixels = kWriters[i].bgr ? bgr[f].data : frames[f].data();
-            const std::string why = kWriters[i].write(path, pixels);
+            const uint8_t* pixels = writers[i].bgr ? bgr[f].data : frames[f].data();
+            const std::string why = writers[i].write(path, pixels);
             const double took = cpuSeconds() - start;
             if (!why.empty()) {
                 state.SkipWithError(why.c_str());
@@ -141,12 +152,28 @@ void BM_Writers(benchmark::State& state) {
     fs::remove_all(dir);
     const double n = static_cast<double>(state.iterations());
     for (size_t i = 0; i < kCount; ++i) {
-        state.counters[std::string(kWriters[i].name) + "_ms"] = 1000 * cpu[i] / n;
-        state.counters[std::string(kWriters[i].name) + "_MB"] = bytes[i] / n / 1e6;
+        state.counters[std::string(writers[i].name) + "_ms"] = 1000 * cpu[i] / n;
+        state.counters[std::string(writers[i].name) + "_MB"] = bytes[i] / n / 1e6;
     }
     state.counters["new_per_earlier_cpu"] = cpu[0] / cpu[1];
+    state.counters["new_per_earlier_size"] = bytes[0] / bytes[1];
+    if (kCount < 3) return;
     state.counters["new_per_opencv_cpu"] = cpu[0] / cpu[2];
     state.counters["new_per_opencv_size"] = bytes[0] / bytes[2];
+}
+
+void BM_Writers(benchmark::State& state) {
+    const auto frames = chartFrames(state.range(0));
+    std::vector<cv::Mat> bgr(frames.size());
+    for (size_t i = 0; i < frames.size(); ++i)
+        cv::cvtColor(cv::Mat(kSize, kSize, CV_8UC3, const_cast<uint8_t*>(frames[i].data())), bgr[i],
+                     cv::COLOR_RGB2BGR);
+    inTurns(state, kWriters, frames, bgr);
+}
+
+// COL48 frames: the new writer against libpng at the settings it replaced.
+void BM_SixteenBits(benchmark::State& state) {
+    inTurns(state, kSixteenBitWriters, chartFrames(state.range(0), 16), {});
 }
 BENCHMARK(BM_Writers)
     ->ArgName("scene")
@@ -155,6 +182,7 @@ BENCHMARK(BM_Writers)
     ->Arg(2)
     ->UseManualTime()
     ->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_SixteenBits)->ArgName("scene")->Arg(0)->Arg(1)->UseManualTime()->Unit(benchmark::kMillisecond);
 
 }  // namespace
 
