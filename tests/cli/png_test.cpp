@@ -15,7 +15,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-enum class Content { noise, flat, ramp, pattern, runs, noiseThenFlat };
+enum class Content { noise, flat, ramp, pattern, runs, noiseThenFlat, sameNoiseEachRow };
 
 // Samples in the writer's layout (16-bit little-endian), and the same as PNG stores them.
 struct Picture {
@@ -48,6 +48,9 @@ Picture make(Content content, uint32_t width, uint32_t height, int bitDepth) {
                 break;
             case Content::noiseThenFlat:
                 v = y < height / 2 ? random() : 0x80;
+                break;
+            case Content::sameNoiseEachRow:
+                v = static_cast<uint32_t>((x * 3 + channel) * 2654435761u >> 7);
                 break;
         }
         if (bitDepth == 8) {
@@ -129,6 +132,9 @@ std::vector<Case> cases() {
     all.push_back({Content::runs, 1024, 90});
     all.push_back({Content::pattern, 1024, 90});
     all.push_back({Content::noiseThenFlat, 1024, 800, 2});
+    // Rows so long that one row back takes the largest distance codes (8 bits) or lies beyond the
+    // 32 KiB window (16 bits).
+    all.push_back({Content::sameNoiseEachRow, 9000, 3});
     return all;
 }
 
