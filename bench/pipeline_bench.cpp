@@ -2,9 +2,11 @@
 // with white balance and lookup tables, beside a library's demosaicing alone on the same frame.
 #include <benchmark/benchmark.h>
 
+#if defined(__x86_64__)
 #include <immintrin.h>
 // The compiler's own vector intrinsics leave lanes undefined on purpose, and it warns about them.
 #pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
+#endif
 
 #include <array>
 #include <chrono>
@@ -141,6 +143,7 @@ void BM_BoardAgainstLibraryAllCores(benchmark::State& state) {
 }
 BENCHMARK(BM_BoardAgainstLibraryAllCores)->UseManualTime()->Unit(benchmark::kMillisecond);
 
+#if defined(__x86_64__)
 // The three table lookups of each pixel and nothing else, with the indices the board looks up on this
 // frame, in 512-bit gathers: a bound on any path that looks each value up. `lookups_per_library` is
 // the most board_per_library could reach with gathers on this processor.
@@ -197,6 +200,7 @@ void BM_TableLookupsAloneAgainstLibrary(benchmark::State& state) {
     state.counters["lookups_per_library"] = double(library.count()) / double(lookups.count());
 }
 BENCHMARK(BM_TableLookupsAloneAgainstLibrary)->UseManualTime()->Unit(benchmark::kMillisecond);
+#endif
 
 }  // namespace
 
