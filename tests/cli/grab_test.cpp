@@ -186,7 +186,8 @@ TEST_F(GrabTest, WarningsNameWhatSpoilsTheGrab) {
          "the trigger rate of 200 pulses/s (FG_TRIGGER_FRAMESPERSECOND) is more than the camera simulator "
          "can "
          "take: a frame of 1024 x 1024 takes 6.579 ms at FG_GEN_FREQ 40 MHz on 4 taps, so at most 151.994"},
-        {{"FG_TRIGGER_FRAMESPERSECOND=150"}, ""},
+        // Well below the limit: a rate close to it may lose a pulse to a loaded machine's timing.
+        {{"FG_TRIGGER_FRAMESPERSECOND=120"}, ""},
         {{"FG_TRIGGER_FRAMESPERSECOND=200", "FG_TRIGGERCC_SELECT0=CC_VCC"}, ""},
         {{"FG_TRIGGER_FRAMESPERSECOND=200", "FG_TRIGGER_PULSEFORMGEN0_DOWNSCALE=2"}, ""},
     };
