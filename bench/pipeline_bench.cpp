@@ -40,6 +40,35 @@ vboard::DesignSettings settings() {
     return s;
 }
 
+using Clock = std::chrono::steady_clock;
+
+// How long `work` took, its writes seen through.
+template <typename Work>
+Clock::duration timed(Work&& work) {
+    const auto start = Clock::now();
+    work();
+    benchmark::ClobberMemory();
+    return Clock::now() - start;
+}
+
+// The library's demosaicing of the frame on one thread: the peer of every turn below.
+class LibraryTurn {
+  public:
+    explicit LibraryTurn(const vboard::RawFrame& f)
+        : raw_(kSize, kSize, CV_16UC1, const_cast<uint16_t*>(f.pixels.data())) {
+        cv::setNumThreads(1);
+    }
+    Clock::duration run() {
+        return timed([&] {
+            cv::cvtColor(raw_, rgb_, cv::COLOR_BayerBG2RGB);
+            benchmark::DoNotOptimize(rgb_.data);
+        });
+    }
+
+  private:
+    cv::Mat raw_, rgb_;
+};
+
 void BM_BoardPipeline(benchmark::State& state) {
     const vboard::RawFrame f = frame();
     const vboard::DesignSettings s = settings();
@@ -75,15 +104,9 @@ BENCHMARK(BM_Kernel)
     ->Unit(benchmark::kMillisecond);
 
 void BM_LibraryDemosaicOnly(benchmark::State& state) {
-    cv::setNumThreads(1);  // one core, as the board's path runs
     const vboard::RawFrame f = frame();
-    const cv::Mat raw(kSize, kSize, CV_16UC1, const_cast<uint16_t*>(f.pixels.data()));
-    cv::Mat rgb;
-    for (auto _ : state) {
-        cv::cvtColor(raw, rgb, cv::COLOR_BayerBG2RGB);
-        benchmark::DoNotOptimize(rgb.data);
-        benchmark::ClobberMemory();
-    }
+    LibraryTurn library(f);
+    for (auto _ : state) library.run();
     state.counters["frames_per_s"] =
         benchmark::Counter(double(state.iterations()), benchmark::Counter::kIsRate);
 }
@@ -94,42 +117,33 @@ BENCHMARK(BM_LibraryDemosaicOnly)->Unit(benchmark::kMillisecond);
 // (0: all cores), the library on one. With `floor`, a third turn copies the frame's input and output
 // once: the memory's own time, which no number of threads beats by much.
 void againstLibrary(benchmark::State& state, unsigned threads, bool floor) {
-    cv::setNumThreads(1);
     const vboard::RawFrame f = frame();
     const vboard::DesignSettings s = settings();
     std::vector<uint8_t> out(vboard::imageBytes(s));
     std::vector<uint16_t> inCopy(f.pixels.size());
     std::vector<uint8_t> outCopy(out.size());
-    const cv::Mat raw(kSize, kSize, CV_16UC1, const_cast<uint16_t*>(f.pixels.data()));
-    cv::Mat rgb;
-    using Clock = std::chrono::steady_clock;
-    Clock::duration board{}, library{}, copy{};
+    LibraryTurn library(f);
+    Clock::duration board{}, libraryTime{}, copy{};
     for (auto _ : state) {
-        const auto t0 = Clock::now();
-        vboard::process(f, s, out.data(), vboard::Kernel::best, threads);
-        benchmark::DoNotOptimize(out.data());
-        benchmark::ClobberMemory();
-        const auto t1 = Clock::now();
-        cv::cvtColor(raw, rgb, cv::COLOR_BayerBG2RGB);
-        benchmark::DoNotOptimize(rgb.data);
-        benchmark::ClobberMemory();
-        const auto t2 = Clock::now();
-        if (floor) {
-            std::memcpy(inCopy.data(), f.pixels.data(), f.pixels.size() * sizeof(uint16_t));
-            std::memcpy(outCopy.data(), out.data(), out.size());
-            benchmark::DoNotOptimize(inCopy.data());
-            benchmark::DoNotOptimize(outCopy.data());
-            benchmark::ClobberMemory();
-            copy += Clock::now() - t2;
-        }
-        board += t1 - t0;
-        library += t2 - t1;
-        state.SetIterationTime(std::chrono::duration<double>(t1 - t0).count());
+        const auto took = timed([&] {
+            vboard::process(f, s, out.data(), vboard::Kernel::best, threads);
+            benchmark::DoNotOptimize(out.data());
+        });
+        libraryTime += library.run();
+        if (floor)
+            copy += timed([&] {
+                std::memcpy(inCopy.data(), f.pixels.data(), f.pixels.size() * sizeof(uint16_t));
+                std::memcpy(outCopy.data(), out.data(), out.size());
+                benchmark::DoNotOptimize(inCopy.data());
+                benchmark::DoNotOptimize(outCopy.data());
+            });
+        board += took;
+        state.SetIterationTime(std::chrono::duration<double>(took).count());
     }
     const double n = double(state.iterations());
     state.counters["board_fps"] = n / std::chrono::duration<double>(board).count();
-    state.counters["library_fps"] = n / std::chrono::duration<double>(library).count();
-    state.counters["board_per_library"] = double(library.count()) / double(board.count());
+    state.counters["library_fps"] = n / std::chrono::duration<double>(libraryTime).count();
+    state.counters["board_per_library"] = double(libraryTime.count()) / double(board.count());
     if (floor) state.counters["board_per_copy_time"] = double(board.count()) / double(copy.count());
 }
 
@@ -168,7 +182,6 @@ BENCHMARK(BM_BoardAgainstLibraryAllCores)->UseManualTime()->Unit(benchmark::kMil
 void BM_TableLookupsAloneAgainstLibrary(benchmark::State& state) {
     if (!__builtin_cpu_supports("avx512f") || !__builtin_cpu_supports("avx512bw"))
         return state.SkipWithError("no 512-bit vectors here");
-    cv::setNumThreads(1);
     const vboard::RawFrame f = frame();
     // Unity white balance, identity tables, 16 bits right-aligned: the output words are the indices.
     vboard::DesignSettings plain = settings();
@@ -180,24 +193,18 @@ void BM_TableLookupsAloneAgainstLibrary(benchmark::State& state) {
     vboard::process(f, plain, reinterpret_cast<uint8_t*>(indices.data()), vboard::Kernel::best, 1);
     std::vector<uint16_t> tables(3 * 4096 + 2), out(indices.size());
     for (size_t i = 0; i < tables.size(); ++i) tables[i] = static_cast<uint16_t>(4095 - i % 4096);
-    const cv::Mat raw(kSize, kSize, CV_16UC1, const_cast<uint16_t*>(f.pixels.data()));
-    cv::Mat rgb;
-    using Clock = std::chrono::steady_clock;
-    Clock::duration lookups{}, library{};
+    LibraryTurn library(f);
+    Clock::duration lookups{}, libraryTime{};
     for (auto _ : state) {
-        const auto t0 = Clock::now();
-        lookUpAll(indices.data(), indices.size(), tables.data(), out.data());
-        benchmark::DoNotOptimize(out.data());
-        benchmark::ClobberMemory();
-        const auto t1 = Clock::now();
-        cv::cvtColor(raw, rgb, cv::COLOR_BayerBG2RGB);
-        benchmark::DoNotOptimize(rgb.data);
-        benchmark::ClobberMemory();
-        lookups += t1 - t0;
-        library += Clock::now() - t1;
-        state.SetIterationTime(std::chrono::duration<double>(t1 - t0).count());
+        const auto took = timed([&] {
+            lookUpAll(indices.data(), indices.size(), tables.data(), out.data());
+            benchmark::DoNotOptimize(out.data());
+        });
+        libraryTime += library.run();
+        lookups += took;
+        state.SetIterationTime(std::chrono::duration<double>(took).count());
     }
-    state.counters["lookups_per_library"] = double(library.count()) / double(lookups.count());
+    state.counters["lookups_per_library"] = double(libraryTime.count()) / double(lookups.count());
 }
 BENCHMARK(BM_TableLookupsAloneAgainstLibrary)->UseManualTime()->Unit(benchmark::kMillisecond);
 #endif

@@ -202,11 +202,6 @@ void lookUpFrom(uint32_t x, const Indices& ix, uint32_t width, const Tables<Out>
     }
 }
 
-template <typename Out>
-void lookUp(const Indices& ix, uint32_t width, const Tables<Out>& t, Out* o) {
-    lookUpFrom(0, ix, width, t, o);
-}
-
 // Fills a padded input line, as fillLine.
 using LineFill = void (*)(const RawFrame& f, const DesignSettings& s, long y, uint16_t* p);
 
@@ -264,7 +259,7 @@ struct Portable : TwoPasses<Portable> {
 
     template <typename Out>
     static void look(const Indices& ix, uint32_t width, const Tables<Out>& t, Out* o) {
-        lookUp(ix, width, t, o);
+        lookUpFrom(0, ix, width, t, o);
     }
 };
 
@@ -456,7 +451,9 @@ struct Avx512 {
 };
 #endif
 
-bool available(Kernel kernel) {
+}  // namespace
+
+bool kernelAvailable(Kernel kernel) {
 #if defined(__x86_64__)
     static const bool avx2 = __builtin_cpu_supports("avx2");
     static const bool avx512 = __builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512bw") &&
@@ -467,15 +464,18 @@ bool available(Kernel kernel) {
     return kernel == Kernel::portable || kernel == Kernel::best;
 }
 
-Kernel best() {
+Kernel bestKernel() {
     for (Kernel k : {Kernel::avx512, Kernel::avx2})
-        if (available(k)) return k;
+        if (kernelAvailable(k)) return k;
     return Kernel::portable;
 }
 
+namespace {
+
 KernelSet kernelSet(Kernel kernel) {
-    if (kernel == Kernel::best) kernel = best();
-    if (!available(kernel)) throw std::invalid_argument("this processor cannot run the image path's kernel");
+    if (kernel == Kernel::best) kernel = bestKernel();
+    if (!kernelAvailable(kernel))
+        throw std::invalid_argument("this processor cannot run the image path's kernel");
     switch (kernel) {
 #if defined(__x86_64__)
         case Kernel::avx512:
@@ -568,14 +568,6 @@ void process(const RawFrame& frame, const DesignSettings& s, uint8_t* out, Kerne
         // The buffers are host memory of the SDK's allocation: 16-bit aligned, little-endian.
         run(f, s, kernel, threads, reinterpret_cast<uint16_t*>(out));
     }
-}
-
-bool kernelAvailable(Kernel kernel) {
-    return available(kernel);
-}
-
-Kernel bestKernel() {
-    return best();
 }
 
 unsigned pipelineWorkers() {
