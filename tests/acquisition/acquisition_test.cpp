@@ -94,8 +94,18 @@ TEST(Pipeline, EveryKernelMatchesThePerPixelModel) {
             for (auto& table : s.lut)
                 for (auto& e : table) e = static_cast<uint16_t>(rng() & 4095);
             RawFrame random{100, 24, bits, std::vector<uint16_t>(100 * 24)};
-            for (auto& p : random.pixels) p = static_cast<uint16_t>(rng() & ((1u << bits) - 1));
-            for (const RawFrame& frame : {random, RawFrame{}}) {
+            const uint32_t max = (1u << bits) - 1;
+            for (auto& p : random.pixels) p = static_cast<uint16_t>(rng() & max);
+            // Lines of values close together, at the bottom, middle and top of the range: the spreads
+            // reach either side of what the vector kernels look up without a gather.
+            RawFrame smooth{100, 24, bits, std::vector<uint16_t>(100 * 24)};
+            for (uint32_t y = 0; y < 24; ++y) {
+                const uint32_t spread = std::min(max, 1 + y * 23 % 150);
+                const uint32_t base = y % 3 == 0 ? 0 : y % 3 == 1 ? max - spread : max / 2;
+                for (uint32_t x = 0; x < 100; ++x)
+                    smooth.pixels[y * 100 + x] = static_cast<uint16_t>(base + rng() % (spread + 1));
+            }
+            for (const RawFrame& frame : {random, smooth, RawFrame{}}) {
                 for (uint32_t pattern = 0; pattern < 4; ++pattern) {
                     for (size_t i = 0; i < std::size(cutOuts); ++i) {
                         const auto [width, height, x, y] = cutOuts[i];

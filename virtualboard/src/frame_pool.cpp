@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <chrono>
 #include <system_error>
 
 namespace vboard {
@@ -17,6 +18,17 @@ constinit std::atomic<bool> gone{false};
 
 // Workers of a parent process, seen from a forked child where they do not exist: never joined.
 std::vector<std::thread>* orphans = nullptr;
+
+// How long a frame's thread waits for the workers' last bands before it sleeps.
+constexpr auto kSpinBeforeSleep = std::chrono::microseconds(200);
+
+void relax() {
+#if defined(__x86_64__)
+    __builtin_ia32_pause();
+#else
+    std::this_thread::yield();
+#endif
+}
 
 }  // namespace
 
@@ -97,7 +109,7 @@ void FramePool::execute(Job& job, uint32_t band, std::unique_lock<std::mutex>& l
     ++job.done;
     if (error && !job.error) {
         job.error = error;
-        job.done += job.bands - job.next;
+        job.done.fetch_add(job.bands - job.next);
         job.next = job.bands;
     }
 }
@@ -122,6 +134,13 @@ void FramePool::run(uint32_t bands, unsigned helpers, const std::function<void(u
     jobs_.push_back(&job);
     workCv_.notify_all();
     while (job.next < job.bands) execute(job, job.next++, lock);
+    // The last bands are small and end within microseconds, sooner than a sleeping thread wakes on
+    // this machine's kind; the lock taken again afterwards lets the workers finish with the job.
+    lock.unlock();
+    const auto until = std::chrono::steady_clock::now() + kSpinBeforeSleep;
+    while (job.done.load(std::memory_order_acquire) != job.bands && std::chrono::steady_clock::now() < until)
+        relax();
+    lock.lock();
     doneCv_.wait(lock, [&] { return job.done == job.bands; });
     jobs_.erase(std::find(jobs_.begin(), jobs_.end(), &job));
     lock.unlock();

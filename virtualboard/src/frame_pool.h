@@ -43,9 +43,9 @@ class FramePool {
     struct Job {
         const std::function<void(uint32_t)>& task;
         uint32_t bands;
-        unsigned helpers;   // workers allowed on it at once
-        uint32_t next = 0;  // first band nobody took
-        uint32_t done = 0;  // bands ended or skipped
+        unsigned helpers;                // workers allowed on it at once
+        uint32_t next = 0;               // first band nobody took
+        std::atomic<uint32_t> done = 0;  // bands ended or skipped; read unlocked while the caller waits
         unsigned workersOn = 0;
         std::exception_ptr error;
     };

@@ -62,8 +62,8 @@ constexpr size_t kPrefetchLines = 4;
 }
 
 // Entries before and after each table: the vector kernels read four bytes at an entry or the one
-// before it.
-constexpr size_t kTablePad = 8;
+// before it, or a window of up to 128 entries from any entry on.
+constexpr size_t kTablePad = 128;
 
 // White balance, lookup table and output coding of one channel, fused into one table.
 template <typename Out>
@@ -377,12 +377,30 @@ struct Avx512 {
 
     [[VBOARD_AVX512]] static __m512i load(const uint16_t* p) { return _mm512_loadu_si512(p); }
 
-    // The entries of 32 indices in their pixels' 16-bit lanes, even pixels from one gather and odd
-    // from another. The odd gather reads from the entry before, which puts its entry in the upper half
-    // of the 32-bit lane (of 8-bit entries: in the second byte, the lane's upper bytes left as they are).
+    // The entries of 32 indices in their pixels' 16-bit lanes (of 8-bit entries: pixel p in byte
+    // 4 (p / 2) + p % 2). Neighbouring pixels of a picture mostly look up nearby entries, and a gather
+    // fetches one entry at a time, so where all 32 lie within what two registers hold from the
+    // smallest on (64 16-bit or 128 8-bit entries), two loads and a permute take them instead.
     template <typename Out>
     [[VBOARD_AVX512]] static __m512i entries(__m512i indices, const Out* table) {
         constexpr int kScale = sizeof(Out);
+        constexpr int kWindow = 128 / kScale;
+        const __m256i half =
+            _mm256_min_epu16(_mm512_castsi512_si256(indices), _mm512_extracti64x4_epi64(indices, 1));
+        const __m128i least =
+            _mm_minpos_epu16(_mm_min_epu16(_mm256_castsi256_si128(half), _mm256_extracti128_si256(half, 1)));
+        const __m512i from = _mm512_sub_epi16(indices, _mm512_broadcastw_epi16(least));
+        if (_mm512_cmpge_epu16_mask(from, _mm512_set1_epi16(kWindow)) == 0) {
+            const Out* window = table + (_mm_cvtsi128_si32(least) & 0xffff);
+            const __m512i first = _mm512_loadu_si512(window),
+                          second = _mm512_loadu_si512(window + kWindow / 2);
+            if constexpr (kScale == 2) return _mm512_permutex2var_epi16(first, from, second);
+            // Bytes 0 and 1 of each 32-bit lane: its two pixels' offsets.
+            return _mm512_permutex2var_epi8(first, _mm512_or_si512(from, _mm512_srli_epi32(from, 8)), second);
+        }
+        // Even pixels from one gather and odd from another. The odd gather reads from the entry
+        // before, which puts its entry in the upper half of the 32-bit lane (of 8-bit entries: in
+        // the second byte, the lane's upper bytes left as they are).
         const __m512i even =
             _mm512_i32gather_epi32(_mm512_and_si512(indices, _mm512_set1_epi32(0xffff)), table, kScale);
         const __m512i odd = _mm512_i32gather_epi32(_mm512_srli_epi32(indices, 16), table - 1, kScale);
@@ -513,8 +531,8 @@ void runBand(const RawFrame& f, const DesignSettings& s, const Tables<Out>& tabl
     }
 }
 
-// Several bands a thread, taken in turn: a thread the shared machine holds back takes fewer.
-constexpr uint32_t kBandsPerThread = 4;
+// The lines a band takes at the least: fewer would spend more on the lines read either side.
+constexpr uint32_t kMinBandLines = 16;
 
 template <typename Out>
 void run(const RawFrame& f, const DesignSettings& s, Kernel kernel, unsigned threads, Out* out) {
@@ -522,11 +540,17 @@ void run(const RawFrame& f, const DesignSettings& s, Kernel kernel, unsigned thr
     const KernelSet set = kernelSet(kernel);
     const unsigned helpers = threads == 1 ? 0 : FramePool::instance().helpers(threads);
     if (helpers == 0) return runBand(f, s, tables, set, 0, s.height, out);
-    const uint32_t bands = std::min<uint32_t>(s.height, (helpers + 1) * kBandsPerThread);
-    FramePool::instance().run(bands, helpers, [&](uint32_t band) {
-        const auto y0 = static_cast<uint32_t>(uint64_t{s.height} * band / bands);
-        const auto y1 = static_cast<uint32_t>(uint64_t{s.height} * (band + 1) / bands);
-        runBand(f, s, tables, set, y0, y1, out);
+    // Bands taken in turn shrink as the frame nears its end: a worker wakes tens of microseconds
+    // after the frame begins and a shared machine holds threads back, and small last bands let
+    // every thread end at nearly the same time, where equal bands left one waiting for the other.
+    std::vector<uint32_t> starts{0};
+    for (uint32_t y = 0; y < s.height;) {
+        const uint32_t left = s.height - y;
+        y += std::min(left, std::max(kMinBandLines, left / (2 * (helpers + 1))));
+        starts.push_back(y);
+    }
+    FramePool::instance().run(static_cast<uint32_t>(starts.size() - 1), helpers, [&](uint32_t band) {
+        runBand(f, s, tables, set, starts[band], starts[band + 1], out);
     });
 }
 
