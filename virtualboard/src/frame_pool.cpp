@@ -134,8 +134,9 @@ void FramePool::run(uint32_t bands, unsigned helpers, const std::function<void(u
     jobs_.push_back(&job);
     workCv_.notify_all();
     while (job.next < job.bands) execute(job, job.next++, lock);
-    // The last bands are small and end within microseconds, sooner than a sleeping thread wakes on
-    // this machine's kind; the lock taken again afterwards lets the workers finish with the job.
+    // The last bands are small and end within microseconds, sooner than a sleeping thread is woken
+    // (tens of microseconds on a virtual machine). The lock taken again afterwards lets the workers
+    // finish with the job before it leaves this stack.
     lock.unlock();
     const auto until = std::chrono::steady_clock::now() + kSpinBeforeSleep;
     while (job.done.load(std::memory_order_acquire) != job.bands && std::chrono::steady_clock::now() < until)
