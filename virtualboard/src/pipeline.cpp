@@ -116,10 +116,13 @@ constexpr size_t kSlack = 32;
 // and of the diagonal four for the third.
 struct Indices {
     std::vector<uint16_t> storage;
-    size_t stride;
+    size_t stride = 0;
 
-    explicit Indices(uint32_t width)
-        : storage(3 * (size_t{width} + kSlack)), stride(size_t{width} + kSlack) {}
+    // Planes for lines of `width`; the storage only grows.
+    void fit(uint32_t width) {
+        stride = size_t{width} + kSlack;
+        if (storage.size() < 3 * stride) storage.resize(3 * stride);
+    }
     uint16_t* plane(Colour c) { return storage.data() + c * stride; }
     const uint16_t* plane(Colour c) const { return storage.data() + c * stride; }
 };
@@ -512,14 +515,17 @@ template <typename Out>
 void runBand(const RawFrame& f, const DesignSettings& s, const Tables<Out>& tables, const KernelSet& kernel,
              uint32_t y0, uint32_t y1, Out* out) {
     const uint32_t w = s.width, h = s.height;
-    // Each line has the slack the last vector of the index pass reads.
+    // Each line has the slack the last vector of the index pass reads. A frame takes many bands on
+    // each thread, so the thread keeps its lines and planes rather than allocating them per band.
     const size_t stride = size_t{w} + 2 + kSlack;
-    std::vector<uint16_t> ring(3 * stride);
+    thread_local std::vector<uint16_t> ring;
+    thread_local Indices indices;
+    if (ring.size() < 3 * stride) ring.resize(3 * stride);
+    indices.fit(w);
     uint16_t* lines[3] = {ring.data(), ring.data() + stride, ring.data() + 2 * stride};
     kernel.fill(f, s, mirror(long{y0} - 1, h), lines[0]);
     kernel.fill(f, s, y0, lines[1]);
     const uint32_t pattern = s.bayer & 3;
-    Indices indices(w);
     for (uint32_t y = y0; y < y1; ++y) {
         kernel.fill(f, s, mirror(long{y} + 1, h), lines[2]);
         const Colour first = kLayout[pattern][y & 1][0];
