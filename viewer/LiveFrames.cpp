@@ -149,9 +149,10 @@ void LiveFrames::setError(const std::string& error) {
     stats_.error = error;
 }
 
-void LiveFrames::publish(EncodedFrame frame, long lost, long skipped) {
+bool LiveFrames::publish(EncodedFrame frame, long lost, long skipped) {
     {
         std::lock_guard lock(m_);
+        if (formatDirty_) return false;
         const auto now = Clock::now();
         if (!recent_.empty() && frame.picture < recent_.back().second) recent_.clear();  // a new start
         recent_.emplace_back(now, frame.picture);
@@ -166,6 +167,7 @@ void LiveFrames::publish(EncodedFrame frame, long lost, long skipped) {
         latest_ = std::move(frame);
     }
     changed_.notify_all();
+    return true;
 }
 
 // Waits while the thread is not wanted, or `most` at the longest; false when it is to end.
@@ -258,7 +260,7 @@ void LiveFrames::run() {
         long lost = -1;
         if constexpr (sdk::kStatusLostPictures >= 0)
             lost = Fg_getStatusEx(h, sdk::kStatusLostPictures, 0, 0, memory);
-        publish(std::move(frame), lost, a->skipped);
+        if (!publish(std::move(frame), lost, a->skipped)) ++a->skipped;
     }
 }
 

@@ -76,7 +76,9 @@ class LiveFrames {
     void run();
     bool wanted() const { return running_ && paused_ == 0 && !quit_; }
     void setError(const std::string& error);
-    void publish(EncodedFrame frame, long lost, long skipped);
+    // False, and nothing shown, when the settings changed while the frame was made: it may show the
+    // ones before, and a change is answered before this thread sees it.
+    bool publish(EncodedFrame frame, long lost, long skipped);
     bool idleWait(std::chrono::milliseconds most);
 
     Board& board_;
