@@ -62,8 +62,8 @@ constexpr size_t kPrefetchLines = 4;
 }
 
 // Entries before and after each table: the vector kernels read four bytes at an entry or the one
-// before it, or a window of up to 128 entries from any entry on.
-constexpr size_t kTablePad = 128;
+// before it, or a window of up to 256 bytes from any entry on.
+constexpr size_t kTablePad = 256;
 
 // White balance, lookup table and output coding of one channel, fused into one table.
 template <typename Out>
@@ -358,6 +358,12 @@ struct Avx512 {
                                        uint32_t width, Indices&, const Tables<Out>& t, Out* o) {
         const __mmask32 green = kFirstGreen ? 0x55555555u : 0xaaaaaaaau;
         const __m512i two = _mm512_set1_epi16(2);
+        // Per colour, the lines of this kind left that may take wide windows. Only the speed depends
+        // on it, so each thread keeps its own from band to band and frame to frame.
+        thread_local uint32_t wideLines[3];
+        Reach reach;
+        for (int c = 0; c < 3; ++c)
+            reach.wideBelow[c] = _mm512_set1_epi16(wideLines[c] > 0 ? 256 / sizeof(Out) : 0);
         for (uint32_t x = 0; x < width; x += 32) {
             const __m512i left = load(c + x), centre = load(c + x + 1), right = load(c + x + 2);
             const __m512i up = load(u + x + 1), down = load(d + x + 1);
@@ -374,18 +380,47 @@ struct Avx512 {
             const __m512i third = _mm512_mask_blend_epi16(green, diagonal, _mm512_avg_epu16(up, down));
             const __m512i mid = _mm512_mask_blend_epi16(green, cross, centre);
             const uint32_t n = std::min<uint32_t>(32, width - x);
-            store(kRedLine ? own : third, mid, kRedLine ? third : own, t, n, o + size_t{x} * 3);
+            store(kRedLine ? own : third, mid, kRedLine ? third : own, t, n, o + size_t{x} * 3, reach);
+        }
+        for (int c = 0; c < 3; ++c) {
+            if (wideLines[c] > 0)
+                --wideLines[c];
+            else if (2 * reach.caught[c] > (width + 31) / 32)
+                wideLines[c] = kWideLines;
         }
     }
 
     [[VBOARD_AVX512]] static __m512i load(const uint16_t* p) { return _mm512_loadu_si512(p); }
 
+    // Entries from..from + 63 (16-bit) or + 127 (8-bit) at offsets `at`: two registers' worth.
+    template <typename Out>
+    [[VBOARD_AVX512, gnu::always_inline]] static __m512i pick(const Out* from, __m512i at) {
+        constexpr int kHalf = 64 / sizeof(Out);
+        if constexpr (sizeof(Out) == 2)
+            return _mm512_permutex2var_epi16(_mm512_loadu_si512(from), at, _mm512_loadu_si512(from + kHalf));
+        else
+            return _mm512_permutex2var_epi8(_mm512_loadu_si512(from), at, _mm512_loadu_si512(from + kHalf));
+    }
+
+    // A window twice as wide, four registers, takes a step that spans more than two registers hold
+    // and less than four, as on a steep ramp, in place of two gathers. Where such steps mix with wider
+    // ones, as in noise, the extra branch mispredicts and costs more than the window saves. So a
+    // line of narrow windows counts the steps a wide one would have taken; where that is most of
+    // them, the next lines of its kind may take wide windows, and every so many a narrow line looks
+    // again.
+    static constexpr uint32_t kWideLines = 16;
+    struct Reach {
+        __m512i wideBelow[3];  // spans below this take a wide window: zero on a narrow line
+        uint32_t caught[3] = {0, 0, 0};
+    };
+
     // The entries of 32 indices in their pixels' 16-bit lanes (of 8-bit entries: pixel p in byte
     // 4 (p / 2) + p % 2). Neighbouring pixels of a picture mostly look up nearby entries, and a gather
-    // fetches one entry at a time, so where all 32 lie within what two registers hold from the
-    // smallest on (64 16-bit or 128 8-bit entries), two loads and a permute take them instead.
+    // fetches one entry at a time, so where all 32 lie within a window from the smallest on, loads
+    // and permutes take them instead.
     template <typename Out>
-    [[VBOARD_AVX512]] static __m512i entries(__m512i indices, const Out* table) {
+    [[VBOARD_AVX512, gnu::always_inline]] static __m512i entries(__m512i indices, const Out* table, Colour c,
+                                                                 Reach& reach) {
         constexpr int kScale = sizeof(Out);
         constexpr int kWindow = 128 / kScale;
         const __m256i half =
@@ -393,14 +428,20 @@ struct Avx512 {
         const __m128i least =
             _mm_minpos_epu16(_mm_min_epu16(_mm256_castsi256_si128(half), _mm256_extracti128_si256(half, 1)));
         const __m512i from = _mm512_sub_epi16(indices, _mm512_broadcastw_epi16(least));
-        if (_mm512_cmpge_epu16_mask(from, _mm512_set1_epi16(kWindow)) == 0) {
+        const __mmask32 beyond = _mm512_cmpge_epu16_mask(from, _mm512_set1_epi16(kWindow));
+        if (beyond == 0 || _mm512_cmpge_epu16_mask(from, reach.wideBelow[c]) == 0) {
             const Out* window = table + (_mm_cvtsi128_si32(least) & 0xffff);
-            const __m512i first = _mm512_loadu_si512(window),
-                          second = _mm512_loadu_si512(window + kWindow / 2);
-            if constexpr (kScale == 2) return _mm512_permutex2var_epi16(first, from, second);
-            // Bytes 0 and 1 of each 32-bit lane: its two pixels' offsets.
-            return _mm512_permutex2var_epi8(first, _mm512_or_si512(from, _mm512_srli_epi32(from, 8)), second);
+            // Of 8-bit entries, bytes 0 and 1 of each 32-bit lane: its two pixels' offsets.
+            const __m512i at = kScale == 2 ? from : _mm512_or_si512(from, _mm512_srli_epi32(from, 8));
+            const __m512i near = pick(window, at);
+            if (beyond == 0) return near;
+            const __m512i far = pick(window + kWindow, at);
+            if constexpr (kScale == 2)
+                return _mm512_mask_blend_epi16(beyond, near, far);
+            else
+                return _mm512_mask_blend_epi8(_mm512_movepi8_mask(at), near, far);
         }
+        reach.caught[c] += _mm512_cmpge_epu16_mask(from, _mm512_set1_epi16(2 * kWindow)) == 0;
         // Even pixels from one gather and odd from another. The odd gather reads from the entry
         // before, which puts its entry in the upper half of the 32-bit lane (of 8-bit entries: in
         // the second byte, the lane's upper bytes left as they are).
@@ -420,8 +461,9 @@ struct Avx512 {
     }
 
     // 48 bits a pixel: each output vector takes red and green in one permute and blue in a second.
-    [[VBOARD_AVX512]] static void store(__m512i ir, __m512i ig, __m512i ib, const Tables<uint16_t>& t,
-                                        uint32_t n, uint16_t* o) {
+    [[VBOARD_AVX512, gnu::always_inline]] static void store(__m512i ir, __m512i ig, __m512i ib,
+                                                            const Tables<uint16_t>& t, uint32_t n,
+                                                            uint16_t* o, Reach& reach) {
         // Output byte k: word k / 2 of the step, pixel k / 6, colour (k / 2) % 3, byte k % 2.
         static constexpr auto redGreen = [](int k, int) {
             const int colour = k / 2 % 3, at = 2 * (k / 6) + k % 2;
@@ -434,7 +476,8 @@ struct Avx512 {
             picks(0, redGreen), picks(64, redGreen), picks(128, redGreen)};
         alignas(64) static constexpr std::array<uint8_t, 64> kAddBlue[3] = {picks(0, blue), picks(64, blue),
                                                                             picks(128, blue)};
-        const __m512i r = entries(ir, t.t[kRed]), g = entries(ig, t.t[kGreen]), b = entries(ib, t.t[kBlue]);
+        const __m512i r = entries(ir, t.t[kRed], kRed, reach), g = entries(ig, t.t[kGreen], kGreen, reach),
+                      b = entries(ib, t.t[kBlue], kBlue, reach);
         if (n == 32) {
             for (int j = 0; j < 3; ++j)
                 _mm512_storeu_si512(o + 32 * j, interleave(r, g, b, kRedGreen[j].data(), kAddBlue[j].data()));
@@ -449,8 +492,9 @@ struct Avx512 {
     }
 
     // 24 bits a pixel: red and green share a vector, so one permute makes each output vector.
-    [[VBOARD_AVX512]] static void store(__m512i ir, __m512i ig, __m512i ib, const Tables<uint8_t>& t,
-                                        uint32_t n, uint8_t* o) {
+    [[VBOARD_AVX512, gnu::always_inline]] static void store(__m512i ir, __m512i ig, __m512i ib,
+                                                            const Tables<uint8_t>& t, uint32_t n, uint8_t* o,
+                                                            Reach& reach) {
         // Pixel p sits at byte 4 (p / 2) + p % 2 of its colour's vector; green two bytes above red.
         static constexpr auto where = [](int k, int) {
             const int pixel = k / 3, colour = k % 3, at = 4 * (pixel / 2) + pixel % 2;
@@ -458,9 +502,10 @@ struct Avx512 {
         };
         alignas(64) static constexpr std::array<uint8_t, 64> kFirst = picks(0, where),
                                                              kSecond = picks(64, where);
-        const __m512i rg = _mm512_mask_blend_epi16(0xaaaaaaaau, entries(ir, t.t[kRed]),
-                                                   _mm512_slli_epi32(entries(ig, t.t[kGreen]), 16));
-        const __m512i b = entries(ib, t.t[kBlue]);
+        const __m512i rg =
+            _mm512_mask_blend_epi16(0xaaaaaaaau, entries(ir, t.t[kRed], kRed, reach),
+                                    _mm512_slli_epi32(entries(ig, t.t[kGreen], kGreen, reach), 16));
+        const __m512i b = entries(ib, t.t[kBlue], kBlue, reach);
         const auto maskOf = [](uint32_t m) { return m >= 64 ? ~__mmask64{0} : (__mmask64{1} << m) - 1; };
         const uint32_t total = 3 * n;
         _mm512_mask_storeu_epi8(o, maskOf(total),
