@@ -105,7 +105,7 @@ TEST(Pipeline, EveryKernelMatchesThePerPixelModel) {
                 for (uint32_t x = 0; x < 100; ++x)
                     smooth.pixels[y * 100 + x] = static_cast<uint16_t>(base + rng() % (spread + 1));
             }
-            // Steep ramps: 32 neighbours span more than one window and less than two.
+            // Steep ramps: at 12 bits, 32 neighbours span more than one window and less than two.
             RawFrame ramp;
             vboard::renderTestPattern(100, 24, bits, 5, ramp);
             for (const RawFrame& frame : {random, smooth, ramp, RawFrame{}}) {

@@ -62,8 +62,9 @@ constexpr size_t kPrefetchLines = 4;
 }
 
 // Entries before and after each table: the vector kernels read four bytes at an entry or the one
-// before it, or a window of up to 256 bytes from any entry on.
-constexpr size_t kTablePad = 256;
+// before it, or a window from a step's smallest index on: 128 bytes, or 256 where another index
+// lies 128 bytes beyond it, so never more than 128 bytes past the last entry.
+constexpr size_t kTablePad = 128;
 
 // White balance, lookup table and output coding of one channel, fused into one table.
 template <typename Out>
@@ -362,8 +363,8 @@ struct Avx512 {
         // on it, so each thread keeps its own from band to band and frame to frame.
         thread_local uint32_t wideLines[3];
         Reach reach;
-        for (int c = 0; c < 3; ++c)
-            reach.wideBelow[c] = _mm512_set1_epi16(wideLines[c] > 0 ? 256 / sizeof(Out) : 0);
+        for (int i = 0; i < 3; ++i)
+            reach.wideBelow[i] = _mm512_set1_epi16(wideLines[i] > 0 ? 2 * kWindow<Out> : 0);
         for (uint32_t x = 0; x < width; x += 32) {
             const __m512i left = load(c + x), centre = load(c + x + 1), right = load(c + x + 2);
             const __m512i up = load(u + x + 1), down = load(d + x + 1);
@@ -382,11 +383,11 @@ struct Avx512 {
             const uint32_t n = std::min<uint32_t>(32, width - x);
             store(kRedLine ? own : third, mid, kRedLine ? third : own, t, n, o + size_t{x} * 3, reach);
         }
-        for (int c = 0; c < 3; ++c) {
-            if (wideLines[c] > 0)
-                --wideLines[c];
-            else if (2 * reach.caught[c] > (width + 31) / 32)
-                wideLines[c] = kWideLines;
+        for (int i = 0; i < 3; ++i) {
+            if (wideLines[i] > 0)
+                --wideLines[i];
+            else if (2 * reach.caught[i] > (width + 31) / 32)
+                wideLines[i] = kWideLines;
         }
     }
 
@@ -409,6 +410,9 @@ struct Avx512 {
     // them, the next lines of its kind may take wide windows, and every so many a narrow line looks
     // again.
     static constexpr uint32_t kWideLines = 16;
+    // Entries of the narrow window: what two registers hold.
+    template <typename Out>
+    static constexpr int kWindow = 128 / sizeof(Out);
     struct Reach {
         __m512i wideBelow[3];  // spans below this take a wide window: zero on a narrow line
         uint32_t caught[3] = {0, 0, 0};
@@ -422,26 +426,26 @@ struct Avx512 {
     [[VBOARD_AVX512, gnu::always_inline]] static __m512i entries(__m512i indices, const Out* table, Colour c,
                                                                  Reach& reach) {
         constexpr int kScale = sizeof(Out);
-        constexpr int kWindow = 128 / kScale;
+        constexpr int kNarrow = kWindow<Out>;
         const __m256i half =
             _mm256_min_epu16(_mm512_castsi512_si256(indices), _mm512_extracti64x4_epi64(indices, 1));
         const __m128i least =
             _mm_minpos_epu16(_mm_min_epu16(_mm256_castsi256_si128(half), _mm256_extracti128_si256(half, 1)));
         const __m512i from = _mm512_sub_epi16(indices, _mm512_broadcastw_epi16(least));
-        const __mmask32 beyond = _mm512_cmpge_epu16_mask(from, _mm512_set1_epi16(kWindow));
+        const __mmask32 beyond = _mm512_cmpge_epu16_mask(from, _mm512_set1_epi16(kNarrow));
         if (beyond == 0 || _mm512_cmpge_epu16_mask(from, reach.wideBelow[c]) == 0) {
             const Out* window = table + (_mm_cvtsi128_si32(least) & 0xffff);
             // Of 8-bit entries, bytes 0 and 1 of each 32-bit lane: its two pixels' offsets.
             const __m512i at = kScale == 2 ? from : _mm512_or_si512(from, _mm512_srli_epi32(from, 8));
             const __m512i near = pick(window, at);
             if (beyond == 0) return near;
-            const __m512i far = pick(window + kWindow, at);
+            const __m512i far = pick(window + kNarrow, at);
             if constexpr (kScale == 2)
                 return _mm512_mask_blend_epi16(beyond, near, far);
             else
                 return _mm512_mask_blend_epi8(_mm512_movepi8_mask(at), near, far);
         }
-        reach.caught[c] += _mm512_cmpge_epu16_mask(from, _mm512_set1_epi16(2 * kWindow)) == 0;
+        reach.caught[c] += _mm512_cmpge_epu16_mask(from, _mm512_set1_epi16(2 * kNarrow)) == 0;
         // Even pixels from one gather and odd from another. The odd gather reads from the entry
         // before, which puts its entry in the upper half of the 32-bit lane (of 8-bit entries: in
         // the second byte, the lane's upper bytes left as they are).
