@@ -185,8 +185,9 @@ BENCHMARK(BM_BoardAgainstLibraryOnScene)
 
 #if defined(__x86_64__)
 // The three table lookups of each pixel and nothing else, with the indices the board looks up on this
-// frame, in 512-bit gathers: a bound on any path that looks each value up. `lookups_per_library` is
-// the most board_per_library could reach with gathers on this processor.
+// frame, in 512-bit gathers: a bound on any path that gathers each value. `lookups_per_library` is the
+// most board_per_library could reach with gathers alone on this processor; the board passes it where
+// nearby entries come from windows instead.
 [[gnu::target("avx512f,avx512bw")]] void lookUpAll(const uint16_t* indices, size_t words,
                                                    const uint16_t* tables, uint16_t* out) {
     // Word k is colour k % 3: 16 words a vector, so the colours' offsets repeat every three vectors.
